@@ -1,0 +1,8 @@
+# One library per folder. harvane_folder(name SOURCES ... LINKS ...)
+function(harvane_folder name)
+  cmake_parse_arguments(FOLDER "" "" "SOURCES;LINKS" ${ARGN})
+  add_library(${name} STATIC ${FOLDER_SOURCES})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_link_libraries(${name} PUBLIC ${FOLDER_LINKS})
+  harvane_own_code(${name})
+endfunction()
