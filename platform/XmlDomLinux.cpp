@@ -1,0 +1,155 @@
+#include <libxml/SAX2.h>
+#include <libxml/parser.h>
+#include <libxml/xpath.h>
+#include <utf8.h>
+
+#include <algorithm>
+#include <iterator>
+#include <limits>
+#include <new>
+#include <string_view>
+
+#include "platform/XmlDom.h"
+
+namespace harvane {
+namespace {
+
+constexpr ResultCode kSuccess = 0;
+constexpr ResultCode kNoMatch = 1;  // a success, as S_FALSE is
+constexpr ResultCode kFailure = static_cast<ResultCode>(static_cast<int>(0x80004005));
+constexpr std::string_view kXmlBlanks = " \t\r\n";
+
+template <class T, void (*kFree)(T*)>
+struct Freed {
+  void operator()(T* object) const { kFree(object); }
+};
+using ParserContext = std::unique_ptr<xmlParserCtxt, Freed<xmlParserCtxt, xmlFreeParserCtxt>>;
+using XPathContext = std::unique_ptr<xmlXPathContext, Freed<xmlXPathContext, xmlXPathFreeContext>>;
+using XPathResult = std::unique_ptr<xmlXPathObject, Freed<xmlXPathObject, xmlXPathFreeObject>>;
+struct XmlChars {
+  void operator()(xmlChar* text) const { xmlFree(text); }
+};
+
+const xmlChar* AsXml(const char* text) { return reinterpret_cast<const xmlChar*>(text); }
+std::string_view AsView(const xmlChar* text) {
+  return text == nullptr ? std::string_view() : reinterpret_cast<const char*>(text);
+}
+
+bool IsBlank(std::string_view text) {
+  return text.find_first_not_of(kXmlBlanks) == std::string_view::npos;
+}
+
+// Text between elements that is blank is layout and no content.
+void RemoveBlankText(xmlNode* parent) {
+  for (xmlNode* child = parent->children; child != nullptr;) {
+    xmlNode* const next = child->next;
+    if (child->type == XML_TEXT_NODE && IsBlank(AsView(child->content))) {
+      xmlUnlinkNode(child);
+      xmlFreeNode(child);
+    } else if (child->type == XML_ELEMENT_NODE) {
+      RemoveBlankText(child);
+    }
+    child = next;
+  }
+}
+
+// An entity that lies outside the document is not declared, so a reference to it
+// is one to an unknown entity.
+void IgnoreExternalEntity(void* context, const xmlChar* name, int type, const xmlChar* publicId,
+                          const xmlChar* systemId, xmlChar* content) {
+  if (publicId != nullptr || systemId != nullptr) return;
+  xmlSAX2EntityDecl(context, name, type, publicId, systemId, content);
+}
+
+std::string Encode(const wchar_t* text) {
+  std::string encoded;
+  for (; *text != L'\0'; ++text) {
+    const auto point = static_cast<std::uint32_t>(*text);
+    const bool isValid = utf8::internal::is_code_point_valid(point);
+    utf8::append(isValid ? point : 0xFFFD, std::back_inserter(encoded));
+  }
+  return encoded;
+}
+
+std::shared_ptr<_xmlDoc> Own(xmlDoc* document) {
+  return std::shared_ptr<_xmlDoc>(document, xmlFreeDoc);
+}
+
+}  // namespace
+
+ComApartmentGuard::ComApartmentGuard() : result(kSuccess) {}
+ComApartmentGuard::~ComApartmentGuard() = default;
+
+WideFromUtf8::WideFromUtf8(const char* text) {
+  const std::string_view bytes(text);
+  std::string valid;
+  utf8::replace_invalid(bytes.begin(), bytes.end(), std::back_inserter(valid));
+  utf8::utf8to32(valid.begin(), valid.end(), std::back_inserter(buffer));
+}
+
+Utf8FromWide::Utf8FromWide(const wchar_t* text) {
+  if (text != nullptr) buffer = Encode(text);
+}
+
+const wchar_t* XmlText::Wide() const { return text.c_str(); }
+
+bool XmlNode::IsEmpty() const { return document == nullptr; }
+
+ResultCode XmlNode::SelectSingleNode(const wchar_t* xPath, XmlNode* found) const {
+  if (IsEmpty()) throw ComError(kEmptyPointer);
+  *found = XmlNode();
+  const XPathContext context(xmlXPathNewContext(document.get()));
+  if (context == nullptr) throw std::bad_alloc();
+  if (node != nullptr) context->node = node;
+  context->error = [](void*, xmlError*) {};  // nothing to standard error
+  const std::string path = Encode(xPath);
+  const XPathResult matches(xmlXPathEval(AsXml(path.c_str()), context.get()));
+  if (matches == nullptr || matches->type != XPATH_NODESET) return kFailure;
+  if (xmlXPathNodeSetIsEmpty(matches->nodesetval)) return kNoMatch;
+  found->document = document;
+  found->node = matches->nodesetval->nodeTab[0];
+  return kSuccess;
+}
+
+ResultCode XmlNode::GetText(XmlText* text) const {
+  if (IsEmpty()) throw ComError(kEmptyPointer);
+  auto* const target = node != nullptr ? node : reinterpret_cast<xmlNode*>(document.get());
+  const std::unique_ptr<xmlChar, XmlChars> content(xmlNodeGetContent(target));
+  std::string_view trimmed = AsView(content.get());
+  trimmed.remove_prefix(std::min(trimmed.find_first_not_of(kXmlBlanks), trimmed.size()));
+  trimmed = trimmed.substr(0, trimmed.find_last_not_of(kXmlBlanks) + 1);
+  text->text = WideFromUtf8(std::string(trimmed).c_str()).Text();
+  return kSuccess;
+}
+
+XmlDocument::XmlDocument() : document(Own(xmlNewDoc(AsXml("1.0")))) {}
+
+ResultCode XmlDocument::LoadXml(const wchar_t* text, bool* isSuccessful) {
+  if (document == nullptr) throw ComError(kEmptyPointer);
+  *isSuccessful = false;
+  const std::string source = Encode(text);
+  if (source.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) return kFailure;
+  const ParserContext parser(xmlNewParserCtxt());
+  if (parser == nullptr) throw std::bad_alloc();
+  parser->sax->entityDecl = IgnoreExternalEntity;
+  constexpr int kOptions =
+      XML_PARSE_NONET | XML_PARSE_NOENT | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
+  // The text is Unicode already, whatever encoding its declaration names.
+  document = Own(xmlCtxtReadMemory(parser.get(), source.data(), static_cast<int>(source.size()),
+                                   nullptr, "UTF-8", kOptions));
+  if (document == nullptr) {
+    document = Own(xmlNewDoc(AsXml("1.0")));
+    return kNoMatch;
+  }
+  RemoveBlankText(reinterpret_cast<xmlNode*>(document.get()));
+  *isSuccessful = true;
+  return kSuccess;
+}
+
+XmlNode XmlDocument::AsNode() const {
+  XmlNode whole;
+  whole.document = document;
+  return whole;
+}
+
+}  // namespace harvane
