@@ -1,0 +1,12 @@
+#include "platform/DiagnosticLine.h"
+
+namespace harvane {
+
+void WriteDiagnosticLine(const juce::String& line) {
+#ifndef _WIN32
+  if (juce::Logger::getCurrentLogger() == nullptr && !juce::juce_isRunningUnderDebugger()) return;
+#endif
+  juce::Logger::writeToLog(line);
+}
+
+}  // namespace harvane
