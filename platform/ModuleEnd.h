@@ -1,0 +1,51 @@
+#ifndef HARVANE_PLATFORM_MODULEEND_H
+#define HARVANE_PLATFORM_MODULEEND_H
+
+#include "platform/JuceCore.h"
+
+namespace harvane {
+
+// True from the moment at which the process ends with this module still loaded,
+// where the system has ended all other threads before it tells the module (a
+// Windows DLL). A thread that was cut off may hold any lock for ever, so nothing
+// may be waited for. Always false elsewhere.
+bool ProcessIsEnding();
+
+#ifdef _WIN32
+// Called by the module's entry point when the process ends.
+void NoteProcessEnd();
+#endif
+
+// Ends a juce::Thread so that none of this module's code runs on it afterwards,
+// and the module may be taken out of memory. juce::Thread itself counts a thread
+// as ended while that thread still has module code to leave.
+//
+// Use: the thread's run() calls Enter first and Leave last. Another thread calls
+// Stop, once.
+class ThreadEnd {
+ public:
+  ThreadEnd();
+  ~ThreadEnd();
+  ThreadEnd(const ThreadEnd&) = delete;
+  ThreadEnd& operator=(const ThreadEnd&) = delete;
+
+  void Enter();
+
+  // On Windows does not return: the thread waits, holding nothing, to be ended
+  // by Stop. A thread of a DLL cannot end by itself while the DLL is being
+  // unloaded, and must not come back to code that is gone.
+  void Leave();
+
+  // Asks `thread` to exit and waits up to `timeoutMs` for it; then ends it by
+  // force. False where force cut run() off, or run() never began: a thread that
+  // was just started does not run while its DLL is being unloaded.
+  bool Stop(juce::Thread* thread, int timeoutMs);
+
+ private:
+  struct State;
+  std::unique_ptr<State> state;
+};
+
+}  // namespace harvane
+
+#endif  // HARVANE_PLATFORM_MODULEEND_H
