@@ -1,0 +1,116 @@
+#include "logging/OrvelSingletonLoudnessLogger.h"
+
+#include <new>
+#include <utility>
+
+#include "logging/LogRow.h"
+
+namespace harvane {
+namespace {
+
+// Holds the one logger. Where the process ends with its threads already gone,
+// destroying a juce::Thread would wait for one of them for ever.
+class SingletonHolder {
+ public:
+  SingletonHolder() { new (storage) OrvelSingletonLoudnessLogger; }
+  ~SingletonHolder() {
+    if (ProcessIsEnding()) {
+      Get().DrainWithoutWriter();
+    } else {
+      Get().~OrvelSingletonLoudnessLogger();
+    }
+  }
+  OrvelSingletonLoudnessLogger& Get() {
+    return *std::launder(reinterpret_cast<OrvelSingletonLoudnessLogger*>(storage));
+  }
+
+ private:
+  alignas(OrvelSingletonLoudnessLogger) unsigned char storage[sizeof(OrvelSingletonLoudnessLogger)];
+};
+
+juce::String FromUtf8(const std::string& text) { return juce::String::fromUTF8(text.c_str()); }
+
+}  // namespace
+
+OrvelSingletonLoudnessLogger& OrvelSingletonLoudnessLogger::SingletonInstance() {
+  static SingletonHolder holder;
+  return holder.Get();
+}
+
+OrvelSingletonLoudnessLogger::OrvelSingletonLoudnessLogger(Clock clock, int drainIntervalMs)
+    : juce::Thread("Logger Writer"), clock(clock), drainIntervalMs(drainIntervalMs) {
+  const juce::String separator = juce::File::getSeparatorString();
+  documentsPath =
+      juce::File::getSpecialLocation(juce::File::userDocumentsDirectory).getFullPathName();
+  logFolderSuffix = separator + "HarvaneLogs" + separator;
+  defaultLogFolder = documentsPath + logFolderSuffix;
+  logFileStem = "Log";
+  logFileExtension = ".csv";
+  startThread();
+}
+
+OrvelSingletonLoudnessLogger::~OrvelSingletonLoudnessLogger() {
+  const bool hasDrained = threadEnd.Stop(this, kStopTimeoutMs);
+  if (!hasDrained) DrainWithoutWriter();
+  entries.consume_all([](LogEntry* entry) { delete entry; });
+}
+
+void OrvelSingletonLoudnessLogger::AddEntry(LogMeasurement measurement, std::string logFileName,
+                                            std::string logPath, std::string logEntryName,
+                                            int frameRate) {
+  if (logEntryName.empty()) logEntryName = DefaultEntryName(clock());
+  auto entry = std::make_unique<LogEntry>(LogEntry{LogRow(logEntryName, measurement, frameRate),
+                                                   FromUtf8(logPath), FromUtf8(logFileName)});
+  if (!entries.push(entry.get())) throw std::bad_alloc();
+  entry.release();
+  ++entryCount;
+}
+
+void OrvelSingletonLoudnessLogger::run() {
+  threadEnd.Enter();
+  while (!threadShouldExit()) {
+    wait(drainIntervalMs);
+    DrainQueue();
+  }
+  threadEnd.Leave();
+}
+
+void OrvelSingletonLoudnessLogger::DrainQueue() {
+  const juce::ScopedLock lock(entriesLock);
+  DrainHalf();
+}
+
+void OrvelSingletonLoudnessLogger::DrainWithoutWriter() {
+  const juce::ScopedTryLock lock(entriesLock);
+  if (lock.isLocked()) DrainHalf();
+}
+
+void OrvelSingletonLoudnessLogger::DrainHalf() {
+  // Deliberate: the counter grows while the queue shrinks, and they meet in the middle.
+  for (int i = 0; i < entryCount.load(); ++i) {
+    LogEntry* front = nullptr;
+    if (!entries.pop(front)) return;
+    const std::unique_ptr<LogEntry> entry(front);
+    Write(*entry);
+    --entryCount;
+  }
+}
+
+void OrvelSingletonLoudnessLogger::Write(const LogEntry& entry) {
+  const juce::String folder =
+      entry.folder.isNotEmpty() ? EnsureTrailingBackslash(entry.folder) : defaultLogFolder;
+  const juce::String stem =
+      entry.fileStem.isNotEmpty() ? entry.fileStem : DatedFileStem(logFileStem, clock());
+  const juce::File file(folder + stem + logFileExtension);
+  const juce::String welcome = file.exists() ? juce::String() : LogHeader();
+  currentLogger = std::make_unique<LogFile>(file, welcome, kMaxLogFileBytes);
+  currentLogger->LogMessage(entry.line);
+  currentLogger = nullptr;
+}
+
+juce::String EnsureTrailingBackslash(const juce::String& folder) {
+  const juce::String separator = juce::File::getSeparatorString();
+  return folder.endsWith(separator) ? folder : folder + separator;
+}
+
+}  // namespace harvane
