@@ -1,0 +1,164 @@
+#ifndef HARVANE_DELAY_AUDIO_DELAYAUDIO_H
+#define HARVANE_DELAY_AUDIO_DELAYAUDIO_H
+
+#include <cstdint>
+#include <string>
+
+#include "delay_audio/HostRecords.h"
+#include "delay_audio/PassObserver.h"
+#include "measurement/LoudnessMeter.h"
+#include "measurement/SampleMath.h"
+#include "measurement/TrackMeasurement.h"
+#include "measurement/TruePeakMeter.h"
+#include "normalisation/TruePeakLimiter.h"
+#include "parameters/ChannelLayouts.h"
+#include "platform/CheckedList.h"
+
+namespace harvane {
+
+// One job of the host: its parameters, its format, and all state of its passes
+// over the audio. The exports forward to it.
+//
+// Channels   0 to 31 may belong to tracks; a track number is the index into
+//            every list per track. Frame: one sample of every channel. Chunk:
+//            `blockSize` samples of one channel, the unit of measuring.
+// Units      samples: floats with full scale 1.0, 32767.0 steps of the host's
+//            16 bits for both signs. Positions: frames since the pass began.
+// Order      as in Exports.h; it is not checked.
+// Errors     PluginException, std::logic_error, std::runtime_error,
+//            std::bad_alloc; nothing is rolled back. A list index out of range
+//            ends the process.
+// Thread     one caller at a time; no locks.
+class DelayAudio {
+ public:
+  DelayAudio();
+  // Deliberate: frees the members only. The track objects and scratch arrays go
+  // with EndSequence, or not at all.
+  ~DelayAudio() = default;
+  DelayAudio(const DelayAudio&) = delete;
+  DelayAudio& operator=(const DelayAudio&) = delete;
+
+  // Parameters. `xml` is NUL-terminated UTF-8. Throws std::runtime_error where
+  // it is not well-formed, PluginException with code 4 where a value is missing,
+  // ComError where there is no XML reader.
+  static InfoBuffer* GetParameterScheme();
+  void SetParameter(const char* xml);
+  // Number of tracks, or -1 for a format that is not 1 to 8 in a group in use.
+  // `groupFormats` has four entries; a fifth group ends the process.
+  int SetupChannelTables(int numberOfGroups, CheckedList<int> groupFormats);
+  // False, and nothing stored, for a channel of no track. `channel` >= 0.
+  bool LookupChannel(int channel, int* positionInTrack, int* track) const {
+    if (channel >= kMaxChannels) return false;
+    const int position = channelIndexInTrack[channel];
+    const int owner = trackOfChannel[channel];
+    if (position == kNoTrack || owner == kNoTrack) return false;
+    *positionInTrack = position;
+    *track = owner;
+    return true;
+  }
+
+  // Format. The records made go to the caller; the records taken are released
+  // as the last step of a success.
+  static InfoBuffer* EnumInputInfo();
+  void SetInputInfo(InfoBuffer* info);
+  InfoBuffer* EnumOutputInfo() const;
+  void SetOutputInfo(InfoBuffer* info);
+  InfoBuffer* GetErrorMessage();
+
+  // Sequence and passes.
+  void StartSequence();
+  void StartPass(std::uint32_t passNumber);
+  void DeliverPcmUnit(PcmUnit* unit, std::uint32_t* outFlag);
+  void FetchPcmUnit(PcmUnit** outUnit, std::uint32_t* outFlag);
+  void EndPass();
+  void EndSequence();
+
+  // Track objects.
+  void CreateTrackObjects();
+  void ResetTrackObjects();
+  // Measures the full accumulator of channel `c`, which is position `k` of
+  // track `t`, at the position of the present frame.
+  void MeasureChunk(int c, int k, int t);
+
+  // Between the passes, and in the second one.
+  void DecideGains();
+  void ProcessFrame(const PcmUnit& unit, std::uint32_t s);
+
+  // Queues one row per track with the values of the pass.
+  void LogPass(const std::string& passName);
+
+  void SetObserver(PassObserver newObserver) { observer = newObserver; }
+
+  // Sample `s` of channel `c`, rounded to single precision. -32768 lies just
+  // past full scale.
+  static float ReadSample(const PcmUnit& unit, std::uint32_t s, int c);
+
+  // The state of a job, for tests and for a program that links the instance in.
+  const CheckedList<TrackMeasurement>& Results() const { return results; }
+  const CheckedList<float>& TrackGains() const { return trackGains; }
+  const CheckedFlags& LimiterNeeded() const { return limiterNeeded; }
+  const CheckedList<LoudnessMeter*>& Meters() const { return meters; }
+  const CheckedList<TruePeakLimiter*>& Limiters() const { return limiters; }
+  const CheckedList<int>& TrackChannelCounts() const { return trackChannelCounts; }
+
+ private:
+  friend class DelayAudioProbe;  // tests read members that no operation gives out
+
+  using SampleLists = CheckedList<CheckedList<float>>;
+
+  void DeliverFirstOfTwo(const PcmUnit& unit);
+  void DeliverSinglePass(const PcmUnit& unit);
+  void DeliverSecondOfTwo(const PcmUnit& unit);
+  void GatherForMeasuring(int c, int k, int t, float x);
+  static void EmptyEach(SampleLists* accumulators);
+  int ChannelCount() const { return static_cast<int>(inputFormat.channels); }
+
+  static void OnMomentary(float value, int position, int track, void* context);
+  static void OnShortTerm(float value, int position, int track, void* context);
+  static void OnIntegrated(float value, int position, int track, void* context);
+  static void OnRange(float value, int position, int track, void* context);
+  static void OnTruePeak(float value, int position, int track, void* context);
+
+  CheckedList<TrackMeasurement> results;
+  LpcmPayload inputFormat{};
+  VidePayload videoInfo{};
+  std::string sourceFileName;  // filled for the host's sake; nothing reads it
+  std::string targetFilePath;  // the same
+  std::string logPath;
+  std::string logFileName;
+  std::string logEntryName;
+  int numberOfPasses;
+  std::uint32_t currentPass;
+  std::string lastErrorText;
+  float frameRate;
+  float Loudness;                 // LUFS
+  float ShortTermLoudness;        // LUFS
+  float MaxTP;                    // dBTP
+  CheckedList<float> trackGains;  // linear
+  SampleMath sampleMath;
+  CheckedList<LoudnessMeter*> meters;          // owned from StartSequence to EndSequence
+  CheckedList<TruePeakMeter*> truePeakMeters;  // the same
+  CheckedList<TruePeakLimiter*> limiters;      // the same
+  std::uint32_t blockSize;                     // samples
+  int sampleRate;                              // Hz
+  int timecodeFrameRate;                       // whole video frames per second, 0 for none
+  CheckedList<int> trackChannelCounts;
+  float* filterScratch1;           // `blockSize` floats, owned like the meters
+  float* filterScratch2;           // the same
+  float* truePeakScratch;          // a chunk, oversampled
+  SampleLists inputAccumulators;   // per channel: the chunk that is being gathered
+  SampleLists outputAccumulators;  // per channel: what waits for FetchPcmUnit
+  int normalisationMode;
+  CheckedFlags limiterNeeded;
+  int sampleCounter;  // frames of this pass
+  int channelIndexInTrack[kMaxChannels];
+  int trackOfChannel[kMaxChannels];
+  int numberOfGroups;
+  int trackCount;
+
+  PassObserver observer;  // none in the module
+};
+
+}  // namespace harvane
+
+#endif  // HARVANE_DELAY_AUDIO_DELAYAUDIO_H
