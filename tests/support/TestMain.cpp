@@ -1,0 +1,41 @@
+#include "tests/support/TestMain.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+std::uint64_t casesWanted = 0;  // 0: each property's own number
+std::uint64_t firstSeed = 1;
+
+bool ReadOption(const char* argument, const char* name, std::uint64_t* value) {
+  const std::size_t length = std::strlen(name);
+  if (std::strncmp(argument, name, length) != 0) return false;
+  char* end = nullptr;
+  *value = std::strtoull(argument + length, &end, 10);
+  return end != argument + length && *end == '\0';
+}
+
+}  // namespace
+
+namespace support {
+
+SeedRange SeedsFor(std::uint64_t normal) {
+  return {firstSeed, casesWanted != 0 ? casesWanted : normal};
+}
+
+}  // namespace support
+
+int main(int argc, char** argv) {
+  testing::InitGoogleMock(&argc, argv);
+  for (int i = 1; i < argc; ++i) {
+    if (ReadOption(argv[i], "--cases=", &casesWanted)) continue;
+    if (ReadOption(argv[i], "--seed=", &firstSeed)) continue;
+    std::fprintf(stderr, "unknown option %s; own options: --cases=N --seed=S\n", argv[i]);
+    return 2;
+  }
+  return RUN_ALL_TESTS();
+}
