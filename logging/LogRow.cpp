@@ -1,7 +1,9 @@
 #include "logging/LogRow.h"
 
+#include <charconv>
 #include <cmath>
-#include <cstdio>
+#include <iterator>
+#include <locale>
 #include <sstream>
 
 #include "measurement/SampleMath.h"
@@ -10,15 +12,17 @@ namespace harvane {
 namespace {
 
 constexpr double kPlainDigitsLimit = 1e20;
+constexpr std::size_t kFixedTextBytes = 64;  // the largest float has 39 digits
 constexpr std::size_t kClockDigits = 2;
 constexpr std::size_t kMillisecondDigits = 3;
 
-std::string Print(const char* format, double value) {
-  const int length = std::snprintf(nullptr, 0, format, value);
-  std::string text(static_cast<std::size_t>(length) + 1, '\0');
-  std::snprintf(text.data(), text.size(), format, value);
-  text.pop_back();
-  return text;
+// As printf's "%.*f" in the C locale, whatever the host's.
+std::string Fixed(double value, int decimals) {
+  char text[kFixedTextBytes];
+  const auto end =
+      std::to_chars(std::begin(text), std::end(text), value, std::chars_format::fixed, decimals)
+          .ptr;
+  return {text, end};
 }
 
 juce::String FromUtf8(const std::string& text) { return juce::String::fromUTF8(text.c_str()); }
@@ -61,8 +65,8 @@ juce::String DatedFileStem(const juce::String& stem, const juce::Time& now) {
 
 std::string Tenths(float value) {
   const double n = SampleMath().RoundToTenth(value);
-  if (!(n > -kPlainDigitsLimit && n < kPlainDigitsLimit)) return Print("%.1f", n);
-  std::string digits = PadLeft(Print("%.0f", std::floor(10.0 * std::fabs(n) + 0.5)), 2, '0');
+  if (!(n > -kPlainDigitsLimit && n < kPlainDigitsLimit)) return Fixed(n, 1);
+  std::string digits = PadLeft(Fixed(std::floor(10.0 * std::fabs(n) + 0.5), 0), 2, '0');
   digits.insert(digits.size() - 1, ".");
   return n < 0.0 ? "-" + digits : digits;
 }

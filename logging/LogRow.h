@@ -27,7 +27,8 @@ std::string DefaultEntryName(const juce::Time& now);
 juce::String DatedFileStem(const juce::String& stem, const juce::Time& now);
 
 // One decimal place after SampleMath::RoundToTenth; a value that rounds to 0
-// has no sign. Outside -1e20 to 1e20, and for NaN, the C library's "%.1f".
+// has no sign. Outside -1e20 to 1e20, and for NaN, as "%.1f" in
+// the C locale.
 std::string Tenths(float value);
 
 // "00:12:03:09": hours in two digits or more; the last field in two digits for

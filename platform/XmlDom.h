@@ -17,10 +17,13 @@ struct _xmlNode;
 #endif
 
 // Reading an XML document by XPath: MSXML through COM on Windows, libxml2
-// elsewhere, with one behaviour. A document that is not well-formed is refused,
-// text between elements that is blank is no text node, nothing is fetched, and
-// no external entity is read.
+// elsewhere, with one behaviour. A document that is not well-formed, namespaces
+// included, is refused. Text between elements that is blank is no text node,
+// unless xml:space="preserve" covers it. A reference to an entity, other than the
+// five of XML itself, ends a text node and is none. Nothing is fetched.
 //
+// Names      a path names elements as the document writes them: `a` is found under
+//            a default namespace and `x:a` is another name.
 // Texts      wide: UTF-16 on Windows, UTF-32 elsewhere.
 // Errors     an operation that fails says so in its result code, as COM does.
 //            An operation on an empty reference throws ComError with
@@ -107,7 +110,7 @@ class XmlNode {
   // First node in document order that matches the absolute path `xPath`, or
   // empty, which is no failure.
   ResultCode SelectSingleNode(const wchar_t* xPath, XmlNode* found) const;
-  // Blanks at both ends of the text are left out.
+  // Blanks at both ends of a text are left out, those of a CDATA section are not.
   ResultCode GetText(XmlText* text) const;
 
  private:

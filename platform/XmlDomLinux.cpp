@@ -1,4 +1,3 @@
-#include <libxml/SAX2.h>
 #include <libxml/parser.h>
 #include <libxml/xpath.h>
 #include <utf8.h>
@@ -39,26 +38,56 @@ bool IsBlank(std::string_view text) {
   return text.find_first_not_of(kXmlBlanks) == std::string_view::npos;
 }
 
-// Text between elements that is blank is layout and no content.
-void RemoveBlankText(xmlNode* parent) {
+// Text between elements that is blank is layout and no content, unless its element
+// says xml:space="preserve". Element names are compared as they are written, so a
+// namespace without a prefix hides no element.
+void MakeReadable(xmlNode* parent) {
+  const bool isKeepingBlanks = xmlNodeGetSpacePreserve(parent) == 1;
   for (xmlNode* child = parent->children; child != nullptr;) {
     xmlNode* const next = child->next;
-    if (child->type == XML_TEXT_NODE && IsBlank(AsView(child->content))) {
+    if (child->type == XML_TEXT_NODE && !isKeepingBlanks && IsBlank(AsView(child->content))) {
       xmlUnlinkNode(child);
       xmlFreeNode(child);
     } else if (child->type == XML_ELEMENT_NODE) {
-      RemoveBlankText(child);
+      if (child->ns != nullptr && child->ns->prefix == nullptr) child->ns = nullptr;
+      MakeReadable(child);
     }
     child = next;
   }
 }
 
-// An entity that lies outside the document is not declared, so a reference to it
-// is one to an unknown entity.
-void IgnoreExternalEntity(void* context, const xmlChar* name, int type, const xmlChar* publicId,
-                          const xmlChar* systemId, xmlChar* content) {
-  if (publicId != nullptr || systemId != nullptr) return;
-  xmlSAX2EntityDecl(context, name, type, publicId, systemId, content);
+int FollowerCount(unsigned char lead) {
+  if (lead < 0xC2 || lead > 0xF4) return 0;
+  if (lead < 0xE0) return 1;
+  return lead < 0xF0 ? 2 : 3;
+}
+
+// `value`: the bits of the first two bytes. False for what a shorter sequence could
+// say, for a surrogate, and beyond U+10FFFF.
+bool CanGoOn(int followerCount, char32_t value) {
+  if (followerCount == 2) return value >= 0x20 && (value < 0x360 || value > 0x37F);
+  if (followerCount == 3) return value >= 0x10 && value < 0x110;
+  return true;
+}
+
+// Reads one character at `*text` and moves it on. A broken sequence is one U+FFFD. As
+// on Windows it ends before the byte that can't continue it, or behind its second
+// byte where these two can't go on. A NUL continues nothing.
+char32_t DecodeNext(const char** text) {
+  constexpr char32_t kReplacement = 0xFFFD;
+  const auto lead = static_cast<unsigned char>(*(*text)++);
+  if (lead < 0x80) return lead;
+  const int followerCount = FollowerCount(lead);
+  if (followerCount == 0) return kReplacement;
+  char32_t value = lead & (0x3Fu >> followerCount);
+  for (int taken = 1; taken <= followerCount; ++taken) {
+    const auto follower = static_cast<unsigned char>(**text);
+    if ((follower & 0xC0) != 0x80) return kReplacement;
+    ++*text;
+    value = value << 6 | (follower & 0x3Fu);
+    if (taken == 1 && !CanGoOn(followerCount, value)) return kReplacement;
+  }
+  return value;
 }
 
 std::string Encode(const wchar_t* text) {
@@ -81,10 +110,7 @@ ComApartmentGuard::ComApartmentGuard() : result(kSuccess) {}
 ComApartmentGuard::~ComApartmentGuard() = default;
 
 WideFromUtf8::WideFromUtf8(const char* text) {
-  const std::string_view bytes(text);
-  std::string valid;
-  utf8::replace_invalid(bytes.begin(), bytes.end(), std::back_inserter(valid));
-  utf8::utf8to32(valid.begin(), valid.end(), std::back_inserter(buffer));
+  while (*text != '\0') buffer += static_cast<wchar_t>(DecodeNext(&text));
 }
 
 Utf8FromWide::Utf8FromWide(const wchar_t* text) {
@@ -115,10 +141,12 @@ ResultCode XmlNode::GetText(XmlText* text) const {
   if (IsEmpty()) throw ComError(kEmptyPointer);
   auto* const target = node != nullptr ? node : reinterpret_cast<xmlNode*>(document.get());
   const std::unique_ptr<xmlChar, XmlChars> content(xmlNodeGetContent(target));
-  std::string_view trimmed = AsView(content.get());
-  trimmed.remove_prefix(std::min(trimmed.find_first_not_of(kXmlBlanks), trimmed.size()));
-  trimmed = trimmed.substr(0, trimmed.find_last_not_of(kXmlBlanks) + 1);
-  text->text = WideFromUtf8(std::string(trimmed).c_str()).Text();
+  std::string_view read = AsView(content.get());
+  if (target->type != XML_CDATA_SECTION_NODE) {
+    read.remove_prefix(std::min(read.find_first_not_of(kXmlBlanks), read.size()));
+    read = read.substr(0, read.find_last_not_of(kXmlBlanks) + 1);
+  }
+  text->text = WideFromUtf8(std::string(read).c_str()).Text();
   return kSuccess;
 }
 
@@ -131,17 +159,16 @@ ResultCode XmlDocument::LoadXml(const wchar_t* text, bool* isSuccessful) {
   if (source.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) return kFailure;
   const ParserContext parser(xmlNewParserCtxt());
   if (parser == nullptr) throw std::bad_alloc();
-  parser->sax->entityDecl = IgnoreExternalEntity;
-  constexpr int kOptions =
-      XML_PARSE_NONET | XML_PARSE_NOENT | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
+  // References stay references: what an entity holds is no text of the element.
+  constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
   // The text is Unicode already, whatever encoding its declaration names.
   document = Own(xmlCtxtReadMemory(parser.get(), source.data(), static_cast<int>(source.size()),
                                    nullptr, "UTF-8", kOptions));
-  if (document == nullptr) {
+  if (document == nullptr || parser->nsWellFormed == 0) {
     document = Own(xmlNewDoc(AsXml("1.0")));
     return kNoMatch;
   }
-  RemoveBlankText(reinterpret_cast<xmlNode*>(document.get()));
+  MakeReadable(reinterpret_cast<xmlNode*>(document.get()));
   *isSuccessful = true;
   return kSuccess;
 }
