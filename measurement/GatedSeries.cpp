@@ -12,10 +12,7 @@ constexpr double kRangeGateOffset = 20.0;       // LU, EBU Tech 3342
 constexpr double kLowPercent = 10.0;
 constexpr double kHighPercent = 95.0;
 
-float AddPower(float loudness, float sum) {
-  const auto exponent = static_cast<float>(static_cast<double>(loudness) / 10.0);
-  return static_cast<float>(static_cast<double>(Pow(10.0F, exponent)) + sum);
-}
+float AddPower(float loudness, float sum) { return PowerOf(loudness) + sum; }
 
 float Divide(float sum, std::size_t count) {
   return static_cast<float>(static_cast<double>(sum) / static_cast<double>(count));
@@ -42,34 +39,47 @@ RangeIndices RangeIndicesFor(int count) {
   return {PercentileIndex(count, kLowPercent), PercentileIndex(count, kHighPercent)};
 }
 
-bool GatedSeries::Accept(MeterValue block, double gateOffset) {
-  if (!(absoluteGate < block.value)) return false;
-  accepted.Append(block);
-  float sum = 0.0F;
-  for (const MeterValue& one : accepted) sum = AddPower(one.value, sum);
-  relativeGate = GateUnder(Divide(sum, accepted.Size()), gateOffset);
-  kept.Clear();
-  for (const MeterValue& one : accepted) {
-    if (one.value > relativeGate) kept.Append(one.value);
-  }
-  if (!(relativeGate < block.value)) return false;
-  kept.Append(block.value);  // Deliberate: a second time.
+bool GatedSeries::Accept(float block, double gateOffset) {
+  if (!(absoluteGate < block)) return false;
+  const float power = PowerOf(block);
+  accepted.Append({block, power});
+  acceptedSum = power + acceptedSum;
+  relativeGate = GateUnder(Divide(acceptedSum, accepted.Size()), gateOffset);
   return true;
 }
 
-bool GatedSeries::UpdateIntegrated(MeterValue block) {
+bool GatedSeries::UpdateIntegrated(float block) {
   if (!Accept(block, kIntegratedGateOffset)) return false;
-  result = GateUnder(MeanPower(kept), 0.0);
+  keptSum.Update(accepted, relativeGate);
+  if (!(relativeGate < block)) return false;
+  // Deliberate: the block a second time.
+  const float sum = AddPower(block, keptSum.Sum());
+  result = GateUnder(Divide(sum, keptSum.Count() + 1), 0.0);
   return true;
 }
 
-bool GatedSeries::UpdateRange(MeterValue block) {
+bool GatedSeries::UpdateRange(float block) {
   if (!Accept(block, kRangeGateOffset)) return false;
-  std::sort(kept.begin(), kept.end());
-  const RangeIndices indices = RangeIndicesFor(static_cast<int>(kept.Size()));
-  result =
-      kept[static_cast<std::size_t>(indices.high)] - kept[static_cast<std::size_t>(indices.low)];
+  ordered.Insert(block);
+  if (!(relativeGate < block)) return false;
+  const std::size_t dropped = ordered.CountUpTo(relativeGate);
+  const std::size_t kept = ordered.Size() - dropped;
+  // Deliberate: the block a second time, beside its like.
+  const std::size_t second = ordered.CountBelow(block) - dropped + 1;
+  const auto keptAt = [&](int index) {
+    const auto i = static_cast<std::size_t>(index);
+    return ordered[dropped + (i < second ? i : i - 1)];
+  };
+  const RangeIndices indices = RangeIndicesFor(static_cast<int>(kept + 1));
+  result = keptAt(indices.high) - keptAt(indices.low);
   return true;
+}
+
+void GatedSeries::Clear() {
+  accepted.Clear();
+  acceptedSum = 0.0F;
+  keptSum.Clear();
+  ordered.Clear();
 }
 
 void RecentRange::Init(int cells) {

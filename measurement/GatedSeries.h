@@ -1,13 +1,15 @@
 #ifndef HARVANE_MEASUREMENT_GATEDSERIES_H
 #define HARVANE_MEASUREMENT_GATEDSERIES_H
 
+#include "measurement/KeptPowerSum.h"
+#include "measurement/OrderedLoudnesses.h"
 #include "platform/CheckedList.h"
 
 namespace harvane {
 
 inline constexpr float kAbsoluteGateLufs = -70.0F;
 
-// A loudness in LUFS with the frame position of its block.
+// A value of a block with the block's frame position.
 struct MeterValue {
   float value;
   int position;
@@ -18,28 +20,42 @@ struct MeterValue {
 // absolute one. Both tests are strict.
 //
 // Rounding   every sum is rounded to single precision after each term, in the
-//            order of arrival.
-struct GatedSeries {
-  CheckedList<MeterValue> accepted;  // above the absolute gate, in order of arrival
-  CheckedList<float> kept;           // above the relative gate; rebuilt at each accepted block
-  float absoluteGate = kAbsoluteGateLufs;
-  float relativeGate = kAbsoluteGateLufs;
-  float result = 0.0F;  // LUFS or LU; meaningful once an update has returned true
-
-  // Integrated loudness in LUFS, relative gate 10 LU down. True when `result`
+//            order of arrival. The sums are carried on from block to block; they
+//            are those that adding everything again would give.
+// Memory     eight bytes for an accepted 400 ms block, twelve for a 3 s block.
+class GatedSeries {
+ public:
+  // Integrated loudness in LUFS, relative gate 10 LU down. True when Result()
   // is new: the block passed both gates.
   //
   // Deliberate: `block` counts twice in the result of its own update, and a
   // block under the relative gate moves the gate but leaves the result as it
   // was. Tests: NewestBlockCountsTwice, BlockUnderTheRelativeGateMovesOnlyTheGate.
-  bool UpdateIntegrated(MeterValue block);
+  bool UpdateIntegrated(float block);
 
   // Loudness range in LU, relative gate 20 LU down; the same two departures.
   // Deliberate: both percentile indices lie one place above the usual reading.
-  bool UpdateRange(MeterValue block);
+  bool UpdateRange(float block);
+
+  // Forgets the accepted blocks, and nothing else.
+  void Clear();
+
+  // Blocks above the absolute gate, in order of arrival.
+  const CheckedList<AcceptedLoudness>& Accepted() const { return accepted; }
+  float RelativeGate() const { return relativeGate; }
+  // LUFS or LU; of meaning once an update has returned true.
+  float Result() const { return result; }
 
  private:
-  bool Accept(MeterValue block, double gateOffset);
+  bool Accept(float block, double gateOffset);
+
+  CheckedList<AcceptedLoudness> accepted;  // nobody asks for their positions
+  float acceptedSum = 0.0F;                // of their powers
+  KeptPowerSum keptSum;       // of the integrated series: those above the relative gate
+  OrderedLoudnesses ordered;  // of the range series: all accepted
+  float absoluteGate = kAbsoluteGateLufs;
+  float relativeGate = kAbsoluteGateLufs;
+  float result = 0.0F;
 };
 
 // Lowest and highest of the latest accepted short-term loudnesses.

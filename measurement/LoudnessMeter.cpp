@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "measurement/OverlapBlockBuffer.h"
 #include "measurement/SampleHistory.h"
 #include "measurement/SampleMath.h"
 
@@ -27,9 +28,8 @@ float ChannelWeight(int channel) {
   return 1.0F;
 }
 
-float WeightedMeanSquare(const float* block, int length, int channel) {
-  const double meanSquare = SampleMath().MeanSquare(block, length);
-  return static_cast<float>(meanSquare * ChannelWeight(channel));
+float Weighted(float meanSquare, int channel) {
+  return static_cast<float>(static_cast<double>(meanSquare) * ChannelWeight(channel));
 }
 
 float LoudnessOf(const CheckedList<MeterValue>& channelValues) {
@@ -49,16 +49,16 @@ void AppendState(CheckedList<BiquadState>* states) {
   outputs.release();
 }
 
-void AppendGatherer(CheckedList<OverlapBlockBuffer*>* gatherers, float seconds, int sampleRate,
-                    int channel, void* owner, OverlapBlockBuffer::BlockCallback callback) {
-  auto gatherer = std::make_unique<OverlapBlockBuffer>(
-      WindowLength(sampleRate, seconds), sampleRate, channel, kWindowOverlap, owner, callback);
+void AppendGatherer(CheckedList<OverlapPowerSums*>* gatherers, float seconds, int sampleRate,
+                    int channel, void* owner, OverlapPowerSums::WindowCallback callback) {
+  auto gatherer = std::make_unique<OverlapPowerSums>(WindowLength(sampleRate, seconds), channel,
+                                                     kWindowOverlap, owner, callback);
   gatherers->Append(gatherer.get());
   gatherer.release();
 }
 
-void DestroyGatherers(CheckedList<OverlapBlockBuffer*>* gatherers) {
-  for (OverlapBlockBuffer* gatherer : *gatherers) {
+void DestroyGatherers(CheckedList<OverlapPowerSums*>* gatherers) {
+  for (OverlapPowerSums* gatherer : *gatherers) {
     gatherer->Detach();
     delete gatherer;
   }
@@ -83,7 +83,10 @@ StageCoefficients Stage(const float (&a)[3], const float (&b)[3]) {
 }  // namespace
 
 LoudnessMeter::LoudnessMeter(MeterCallbacks callbacks, int trackIndex, void* context)
-    : trackIndex(trackIndex), callbacks(callbacks), context(context) {}
+    : trackIndex(trackIndex),
+      callbacks(callbacks),
+      context(context),
+      coefficients(&KWeightingFor(sampleRate)) {}
 
 LoudnessMeter::~LoudnessMeter() {
   DestroyGatherers(&momentaryGatherers);
@@ -97,12 +100,12 @@ LoudnessMeter::~LoudnessMeter() {
 void LoudnessMeter::Init(int rate, int channels) {
   sampleRate = rate;
   channelCount = channels;
-  coefficients = KWeightingFor(sampleRate);
+  coefficients = &KWeightingFor(sampleRate);
   for (int c = 0; c < channelCount; ++c) {
-    AppendGatherer(&momentaryGatherers, kMomentarySeconds, sampleRate, c, this, OnMomentaryBlock);
+    AppendGatherer(&momentaryGatherers, kMomentarySeconds, sampleRate, c, this, OnMomentaryWindow);
   }
   for (int c = 0; c < channelCount; ++c) {
-    AppendGatherer(&shortTermGatherers, kShortTermSeconds, sampleRate, c, this, OnShortTermBlock);
+    AppendGatherer(&shortTermGatherers, kShortTermSeconds, sampleRate, c, this, OnShortTermWindow);
   }
   momentaryChannelValues.Clear();
   shortTermChannelValues.Clear();
@@ -124,24 +127,24 @@ void LoudnessMeter::FeedShortTerm(int channel, const float* samples, int count, 
 }
 
 void LoudnessMeter::ClearSeries() {
-  integratedSeries.accepted.Clear();
-  rangeSeries.accepted.Clear();
+  integratedSeries.Clear();
+  rangeSeries.Clear();
 }
 
 void LoudnessMeter::SetMode(int newMode) {
   if (newMode != mode) {
-    for (OverlapBlockBuffer* gatherer : momentaryGatherers) gatherer->Reset();
-    for (OverlapBlockBuffer* gatherer : shortTermGatherers) gatherer->Reset();
+    for (OverlapPowerSums* gatherer : momentaryGatherers) gatherer->Reset();
+    for (OverlapPowerSums* gatherer : shortTermGatherers) gatherer->Reset();
   }
   mode = newMode;
 }
 
 StageCoefficients LoudnessMeter::GetFirstStageCoefficients() const {
-  return Stage(coefficients.firstStageA, coefficients.firstStageB);
+  return Stage(coefficients->firstStageA, coefficients->firstStageB);
 }
 
 StageCoefficients LoudnessMeter::GetSecondStageCoefficients() const {
-  return Stage(coefficients.secondStageA, coefficients.secondStageB);
+  return Stage(coefficients->secondStageA, coefficients->secondStageB);
 }
 
 BiquadState LoudnessMeter::GetFirstStageState(int channel) const {
@@ -152,18 +155,20 @@ BiquadState LoudnessMeter::GetSecondStageState(int channel) const {
   return secondStageStates[static_cast<std::size_t>(channel)];
 }
 
-float LoudnessMeter::OnMomentaryBlock(const float* block, int blockLength, int channel, void* owner,
-                                      int position) {
-  const float v = WeightedMeanSquare(block, blockLength, channel);
-  static_cast<LoudnessMeter*>(owner)->AddMomentaryValue(v, position);
-  return v;
+OverlapPowerSums& LoudnessMeter::MomentaryWindows(int channel) const {
+  return *momentaryGatherers[static_cast<std::size_t>(channel)];
 }
 
-float LoudnessMeter::OnShortTermBlock(const float* block, int blockLength, int channel, void* owner,
-                                      int position) {
-  const float v = WeightedMeanSquare(block, blockLength, channel);
-  static_cast<LoudnessMeter*>(owner)->AddShortTermValue(v, position);
-  return v;
+OverlapPowerSums& LoudnessMeter::ShortTermWindows(int channel) const {
+  return *shortTermGatherers[static_cast<std::size_t>(channel)];
+}
+
+void LoudnessMeter::OnMomentaryWindow(float meanSquare, int channel, void* owner, int position) {
+  static_cast<LoudnessMeter*>(owner)->AddMomentaryValue(Weighted(meanSquare, channel), position);
+}
+
+void LoudnessMeter::OnShortTermWindow(float meanSquare, int channel, void* owner, int position) {
+  static_cast<LoudnessMeter*>(owner)->AddShortTermValue(Weighted(meanSquare, channel), position);
 }
 
 void LoudnessMeter::AddMomentaryValue(float v, int position) {
@@ -202,16 +207,16 @@ void LoudnessMeter::FinishShortTermBlock() {
 }
 
 void LoudnessMeter::UpdateIntegrated() {
-  if (!integratedSeries.UpdateIntegrated({momentaryLoudness, momentaryPosition})) return;
-  integratedLoudness = integratedSeries.result;
+  if (!integratedSeries.UpdateIntegrated(momentaryLoudness)) return;
+  integratedLoudness = integratedSeries.Result();
   if (callbacks.onIntegrated != nullptr) {
     callbacks.onIntegrated(integratedLoudness, integratedPosition, trackIndex, context);
   }
 }
 
 void LoudnessMeter::UpdateLoudnessRange() {
-  if (!rangeSeries.UpdateRange({shortTermLoudness, shortTermPosition})) return;
-  loudnessRange = rangeSeries.result;
+  if (!rangeSeries.UpdateRange(shortTermLoudness)) return;
+  loudnessRange = rangeSeries.Result();
   if (callbacks.onRange != nullptr) {
     callbacks.onRange(loudnessRange, loudnessRangePosition, trackIndex, context);
   }

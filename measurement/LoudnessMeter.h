@@ -3,7 +3,7 @@
 
 #include "measurement/GatedSeries.h"
 #include "measurement/KWeighting.h"
-#include "measurement/OverlapBlockBuffer.h"
+#include "measurement/OverlapPowerSums.h"
 #include "platform/CheckedList.h"
 
 namespace harvane {
@@ -67,20 +67,23 @@ class LoudnessMeter {
 
   StageCoefficients GetFirstStageCoefficients() const;
   StageCoefficients GetSecondStageCoefficients() const;
+  const KWeightingCoefficients& Coefficients() const { return *coefficients; }
   // The states are shared, not copied. `channel` must be below `channelCount`:
   // anything else ends the process.
   BiquadState GetFirstStageState(int channel) const;
   BiquadState GetSecondStageState(int channel) const;
+
+  // Windows of one channel, for whoever feeds several channels at once.
+  OverlapPowerSums& MomentaryWindows(int channel) const;
+  OverlapPowerSums& ShortTermWindows(int channel) const;
 
   const GatedSeries& IntegratedSeries() const { return integratedSeries; }
   const GatedSeries& RangeSeries() const { return rangeSeries; }
   const RecentRange& Recent() const { return recentRange; }
 
  private:
-  static float OnMomentaryBlock(const float* block, int blockLength, int channel, void* owner,
-                                int position);
-  static float OnShortTermBlock(const float* block, int blockLength, int channel, void* owner,
-                                int position);
+  static void OnMomentaryWindow(float meanSquare, int channel, void* owner, int position);
+  static void OnShortTermWindow(float meanSquare, int channel, void* owner, int position);
   void AddMomentaryValue(float v, int position);
   void AddShortTermValue(float v, int position);
   void FinishMomentaryBlock();
@@ -93,9 +96,9 @@ class LoudnessMeter {
   int sampleRate = 0;
   int mode = kMaximaOnly;
   int trackIndex;
-  CheckedList<OverlapBlockBuffer*> momentaryGatherers;  // owned, one per channel
-  CheckedList<OverlapBlockBuffer*> shortTermGatherers;  // owned, one per channel
-  CheckedList<MeterValue> momentaryChannelValues;       // weighted powers of the present block
+  CheckedList<OverlapPowerSums*> momentaryGatherers;  // owned, one per channel
+  CheckedList<OverlapPowerSums*> shortTermGatherers;  // owned, one per channel
+  CheckedList<MeterValue> momentaryChannelValues;     // weighted powers of the present block
   CheckedList<MeterValue> shortTermChannelValues;
   CheckedList<BiquadState> firstStageStates;  // histories owned, one pair per channel
   CheckedList<BiquadState> secondStageStates;
@@ -116,7 +119,7 @@ class LoudnessMeter {
   int shortTermGathered = 0;
   MeterCallbacks callbacks;
   void* context;
-  KWeightingCoefficients coefficients{};
+  const KWeightingCoefficients* coefficients;
 };
 
 }  // namespace harvane

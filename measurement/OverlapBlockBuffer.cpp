@@ -5,16 +5,13 @@
 #include "measurement/SampleMath.h"
 
 namespace harvane {
-namespace {
 
-int HopFor(int windowLength, float overlap) {
+int HopLengthFor(int windowLength, float overlap) {
   if (overlap == 0.0F) return 0;
   const auto share = static_cast<float>(1.0 - static_cast<double>(overlap));
   const auto hop = static_cast<float>(static_cast<double>(share) * windowLength);
   return TruncateToInt(Floor(hop));
 }
-
-}  // namespace
 
 int WindowLength(int sampleRate, float seconds) {
   const auto length = static_cast<float>(static_cast<double>(sampleRate) * seconds);
@@ -26,7 +23,7 @@ OverlapBlockBuffer::OverlapBlockBuffer(int windowLength, int /*sampleRate*/, int
     : buffer(new float[static_cast<std::size_t>(windowLength)]),
       windowLength(windowLength),
       channel(channel),
-      hopLength(HopFor(windowLength, overlap)),
+      hopLength(HopLengthFor(windowLength, overlap)),
       owner(owner),
       callback(callback) {}
 

@@ -59,6 +59,9 @@ class OverlapBlockBuffer {
   BlockCallback callback;
 };
 
+// Samples by which windows of `windowLength` follow each other; 0 for no overlap.
+int HopLengthFor(int windowLength, float overlap);
+
 // Samples in a window of `seconds` at `sampleRate` (Hz). `seconds` is single
 // precision: 0.4F at 48000 is 19200.
 int WindowLength(int sampleRate, float seconds);

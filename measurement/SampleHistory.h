@@ -21,6 +21,11 @@ class SampleHistory {
     cursor = cursor == last ? first : cursor + 1;
   }
 
+  // Pushes `count` values in order.
+  void PushRun(const float* values, int count) {
+    for (int i = 0; i < count; ++i) Push(values[i]);
+  }
+
   // Copies `count` values, the newest first. More than `length` values wrap
   // round and give old values again.
   void ReadNewestFirst(float* out, int count) const;

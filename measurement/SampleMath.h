@@ -15,6 +15,10 @@ float Log10(float v);  // -inf for 0, NaN for a negative value
 float Abs(float v);
 float Pow(float base, float exponent);
 
+// Pow(10, exponent), to the bit, in a third of the time: where the value lies too
+// close to the border between two singles to tell, the library is asked.
+float TenToThe(float exponent);
+
 // Cuts towards zero. Outside the range of int, and for NaN, INT_MIN, which is
 // what the processor's conversion gives.
 int TruncateToInt(double v);
@@ -29,11 +33,11 @@ struct TimeCode {
 
 // The arithmetic that the meters, the limiter and the log share. No state.
 //
-// Rounding   samples, accumulators and results are single precision. Products
-//            and sums of them are formed in double precision and rounded to
-//            single at every step that stores a value, so a sum is rounded
-//            after each of its terms, in the order of the terms. Another order,
-//            or a wider accumulator, is another result.
+// Rounding   samples, accumulators and results are single precision. A running
+//            sum of products takes each term exactly and is rounded to single
+//            once after each (MultiplyAdd), in the order of the terms. Another
+//            order, or a wider accumulator, is another result. Other formulas
+//            are worked in double precision and rounded when stored.
 // Errors     FilterBlock and OversampleBlock throw std::bad_alloc.
 // Thread     any; only the arguments are touched.
 class SampleMath {

@@ -1,8 +1,11 @@
 #include "measurement/TruePeakMeter.h"
 
+#include <algorithm>
 #include <cstring>
+#include <limits>
 #include <memory>
 
+#include "measurement/ChunkKernels.h"
 #include "measurement/SampleHistory.h"
 #include "measurement/SampleMath.h"
 
@@ -52,6 +55,11 @@ constexpr SampleRateClass kClasses[] = {
     {176400, 192000, "quad", 2, 0, 1, nullptr},
 };
 
+// The magnitudes of the taps of a phase sum up to 2.0227 at most.
+constexpr float kLargestSwing = 2.03F;
+
+float ToDecibels(float peak) { return static_cast<float>(static_cast<double>(Log10(peak)) * 20.0); }
+
 const SampleRateClass& ClassOf(int sampleRate) {
   for (const SampleRateClass& one : kClasses) {
     if (sampleRate == one.lowRate || sampleRate == one.highRate) return one;
@@ -81,6 +89,26 @@ void TruePeakMeter::Init(int rate, int channels) {
   }
 }
 
+float TruePeakMeter::MeasureChunk(int channel, const float* chunk, int n, float* scratch) {
+  if (phases == 0) return ToDecibels(chunk[0]);
+  constexpr float kNoNews = -std::numeric_limits<float>::infinity();
+  SampleHistory& history = *GetHistory(channel);
+  history.ReadNewestFirst(scratch, kPeakHistory);
+  std::reverse(scratch, scratch + kPeakHistory);
+  std::copy(chunk, chunk + n, scratch + kPeakHistory);
+  const int kept = std::min(n, kTruePeakTaps);
+  history.PushRun(chunk + n - kept, kept);
+  const ChunkKernels& kernels = ActiveKernels();
+  // The level of a magnitude rises with it, so only a larger one is news.
+  if (kernels.largestMagnitude(scratch, n + kPeakHistory) * kLargestSwing <= largest) {
+    return kNoNews;
+  }
+  const float peak = kernels.truePeak(scratch + kPeakHistory, n, *bank);
+  if (peak <= largest) return kNoNews;
+  if (peak > largest) largest = peak;
+  return ToDecibels(peak);
+}
+
 SampleHistory* TruePeakMeter::GetHistory(int channel) const {
   return histories[static_cast<std::size_t>(channel)];
 }
@@ -92,7 +120,7 @@ float MeasureTruePeak(const TruePeakMeter& meter, int channel, const float* chun
   math.OversampleBlock(chunk, n, meter.GetBank(), phases, scratch, meter.GetHistory(channel));
   math.AbsInPlace(scratch, n * phases);
   const float peak = math.MaxOf(scratch, n * phases);
-  return static_cast<float>(static_cast<double>(Log10(peak)) * 20.0);
+  return ToDecibels(peak);
 }
 
 }  // namespace harvane

@@ -39,6 +39,14 @@ class TruePeakMeter {
   // Owned by the meter. An unknown `channel` ends the process.
   SampleHistory* GetHistory(int channel) const;
 
+  // The peak of `n` >= 1 further samples of a channel in dBTP, as MeasureTruePeak
+  // gives it, or -inf where it cannot be above all peaks since StartOver: what is
+  // kept of a pass is the first of the largest. `scratch` takes n + 11 values.
+  float MeasureChunk(int channel, const float* chunk, int n, float* scratch);
+
+  // Forgets the peaks, not the histories.
+  void StartOver() { largest = 0.0F; }
+
   const char* ClassName() const { return className; }
   int RateClass() const { return rateClass; }
   int Oversampling() const { return oversampling; }
@@ -52,6 +60,7 @@ class TruePeakMeter {
   int oversampling = 1;                   // for information; nothing reads it
   CheckedList<SampleHistory*> histories;  // owned, one per channel
   const PolyphaseBank* bank = nullptr;
+  float largest = 0.0F;  // magnitude
 };
 
 inline constexpr int kTruePeakTaps = 12;

@@ -46,6 +46,13 @@ class CheckedList {
   auto end() const { return entries.end(); }
   const T* Data() const { return entries.data(); }
 
+  // Adds `count` entries of value T() and gives the address of the first; valid
+  // until the list changes.
+  T* Extend(std::size_t count) {
+    entries.resize(entries.size() + count);
+    return entries.data() + (entries.size() - count);
+  }
+
  private:
   void Check(std::size_t index) const {
     if (index >= entries.size()) FatalStop("list index out of range");

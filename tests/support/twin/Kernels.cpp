@@ -3,8 +3,28 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <limits>
 
 namespace twin {
+
+// a * b + sum, rounded once from its exact value. A double holds the product
+// exactly and the sum all but: where that lies in the middle between two singles,
+// what it lacks decides.
+float AddedProduct(float a, float b, float sum) {
+  const double product = double(a) * double(b);
+  const double near = product + double(sum);
+  const float single = static_cast<float>(near);
+  const double partOfSum = near - product;
+  const double lacks = (product - (near - partOfSum)) + (double(sum) - partOfSum);
+  if (lacks == 0.0 || !std::isfinite(lacks) || !std::isfinite(single)) return single;
+  const float infinity = std::numeric_limits<float>::infinity();
+  const float above = double(single) >= near ? single : std::nextafter(single, infinity);
+  const float below = double(single) <= near ? single : std::nextafter(single, -infinity);
+  const bool isMiddle = double(above) - near == near - double(below) && above != below;
+  if (!isMiddle) return single;
+  return lacks > 0.0 ? above : below;
+}
+
 namespace {
 
 float Single(double v) { return static_cast<float>(v); }
@@ -18,7 +38,7 @@ float Past(const std::vector<float>& history, std::size_t age) {
 float PhaseSum(const std::vector<float>& taps, const std::vector<float>& history) {
   float sum = 0.0f;
   for (std::size_t k = 0; k < taps.size(); ++k) {
-    sum = Single(double(taps[k]) * double(Past(history, k)) + double(sum));
+    sum = AddedProduct(taps[k], Past(history, k), sum);
   }
   return sum;
 }
@@ -63,7 +83,7 @@ float Pow(float base, float exponent) { return Single(std::pow(double(base), dou
 
 float MeanSquare(const float* x, std::size_t n) {
   float sum = 0.0f;
-  for (std::size_t i = 0; i < n; ++i) sum = Single(double(x[i]) * double(x[i]) + double(sum));
+  for (std::size_t i = 0; i < n; ++i) sum = AddedProduct(x[i], x[i], sum);
   return Single(double(sum) / double(n));
 }
 
@@ -173,10 +193,10 @@ std::vector<float> FilterBlock(const std::vector<float>& x, const Biquad& biquad
     pastInputs->push_back(sample);
     float acc = 0.0f;
     for (std::size_t j = 0; j < 3; ++j) {
-      acc = Single(double(biquad.b[j]) * double(Past(*pastInputs, j)) + double(acc));
+      acc = AddedProduct(biquad.b[j], Past(*pastInputs, j), acc);
     }
     for (std::size_t j = 1; j < 3; ++j) {
-      acc = Single(double(acc) - double(biquad.a[j]) * double(Past(*pastOutputs, j - 1)));
+      acc = AddedProduct(-biquad.a[j], Past(*pastOutputs, j - 1), acc);
     }
     y.push_back(acc);
     pastOutputs->push_back(acc);

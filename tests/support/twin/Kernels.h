@@ -24,6 +24,9 @@ namespace twin {
 
 // ---- mathematical library, in single precision in and out
 
+// a * b + sum, rounded once from its exact value.
+float AddedProduct(float a, float b, float sum);
+
 float Floor(float v);
 float Log10(float v);
 float Abs(float v);

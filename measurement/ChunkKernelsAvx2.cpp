@@ -1,0 +1,245 @@
+// Compiled with AVX2 and FMA: nothing here may be reached, and no inline function
+// of a shared header may be instantiated here, on a processor without them.
+#include <immintrin.h>
+
+#include "measurement/ChunkKernels.h"
+
+namespace harvane {
+namespace {
+
+constexpr int kTileFrames = 64;
+
+// Vectors of one width. A lane is a channel.
+struct Four {
+  using Vector = __m128;
+  static constexpr int kWidth = 4;
+  static Vector Load(const float* p) { return _mm_loadu_ps(p); }
+  static void Store(float* p, Vector v) { _mm_storeu_ps(p, v); }
+  static Vector Set(float v) { return _mm_set1_ps(v); }
+  static Vector Times(Vector a, Vector b) { return _mm_mul_ps(a, b); }
+  static Vector Plus(Vector a, Vector b) { return _mm_add_ps(a, b); }
+  static Vector Fused(Vector a, Vector b, Vector c) { return _mm_fmadd_ps(a, b, c); }
+};
+
+struct Eight {
+  using Vector = __m256;
+  static constexpr int kWidth = 8;
+  static Vector Load(const float* p) { return _mm256_loadu_ps(p); }
+  static void Store(float* p, Vector v) { _mm256_storeu_ps(p, v); }
+  static Vector Set(float v) { return _mm256_set1_ps(v); }
+  static Vector Times(Vector a, Vector b) { return _mm256_mul_ps(a, b); }
+  static Vector Plus(Vector a, Vector b) { return _mm256_add_ps(a, b); }
+  static Vector Fused(Vector a, Vector b, Vector c) { return _mm256_fmadd_ps(a, b, c); }
+};
+
+// The filters of both stages for the lanes of one vector.
+template <class V>
+struct Stages {
+  using Vector = typename V::Vector;
+
+  Stages(const ChannelLanes& lanes, int first)
+      : b0(V::Set(lanes.coefficients->firstStageB[0])),
+        b1(V::Set(lanes.coefficients->firstStageB[1])),
+        b2(V::Set(lanes.coefficients->firstStageB[2])),
+        a1(V::Set(-lanes.coefficients->firstStageA[1])),
+        a2(V::Set(-lanes.coefficients->firstStageA[2])),
+        d1(V::Set(-lanes.coefficients->secondStageA[1])),
+        d2(V::Set(-lanes.coefficients->secondStageA[2])),
+        x1(V::Load(lanes.input1 + first)),
+        x2(V::Load(lanes.input2 + first)),
+        y1(V::Load(lanes.middle1 + first)),
+        y2(V::Load(lanes.middle2 + first)),
+        z1(V::Load(lanes.output1 + first)),
+        z2(V::Load(lanes.output2 + first)) {}
+
+  // Adding 0.0 to a product turns -0.0 into 0.0, as a sum from 0.0 does. The
+  // second stage's own factors are 1, -2 and 1, whose products are exact.
+  Vector Next(Vector x) {
+    const Vector zero = V::Set(0.0F);
+    Vector y = V::Plus(V::Times(b0, x), zero);
+    y = V::Fused(b1, x1, y);
+    y = V::Fused(b2, x2, y);
+    y = V::Fused(a1, y1, y);
+    y = V::Fused(a2, y2, y);
+    Vector z = V::Fused(V::Set(-2.0F), y1, V::Plus(y, zero));
+    z = V::Plus(z, y2);
+    z = V::Fused(d1, z1, z);
+    z = V::Fused(d2, z2, z);
+    x2 = x1;
+    x1 = x;
+    y2 = y1;
+    y1 = y;
+    z2 = z1;
+    z1 = z;
+    return z;
+  }
+
+  void Save(ChannelLanes* lanes, int first) const {
+    V::Store(lanes->input1 + first, x1);
+    V::Store(lanes->input2 + first, x2);
+    V::Store(lanes->middle1 + first, y1);
+    V::Store(lanes->middle2 + first, y2);
+    V::Store(lanes->output1 + first, z1);
+    V::Store(lanes->output2 + first, z2);
+  }
+
+  Vector b0, b1, b2, a1, a2, d1, d2;
+  Vector x1, x2, y1, y2, z1, z2;
+};
+
+// `frames` frames of the lanes from `first`, side by side; unused lanes repeat
+// the first one.
+template <class V>
+void Interleave(const ChannelLanes& lanes, int first, int from, int frames, float* tile) {
+  for (int lane = 0; lane < V::kWidth; ++lane) {
+    const int source = first + lane < lanes.count ? first + lane : first;
+    const float* const x = lanes.samples[source] + from;
+    for (int i = 0; i < frames; ++i) tile[i * V::kWidth + lane] = x[i];
+  }
+}
+
+template <class V>
+void WeightAndSumLanes(ChannelLanes* lanes, int first, int n) {
+  using Vector = typename V::Vector;
+  Stages<V> stages(*lanes, first);
+  Vector sums[kLaneSums];
+  for (int s = 0; s < kLaneSums; ++s) sums[s] = V::Load(lanes->sums[s] + first);
+  alignas(32) float tile[kTileFrames * V::kWidth];
+  for (int from = 0; from < n; from += kTileFrames) {
+    const int frames = n - from < kTileFrames ? n - from : kTileFrames;
+    Interleave<V>(*lanes, first, from, frames, tile);
+    for (int i = 0; i < frames; ++i) {
+      const Vector z = stages.Next(V::Load(tile + i * V::kWidth));
+      for (Vector& sum : sums) sum = V::Fused(z, z, sum);
+    }
+  }
+  stages.Save(lanes, first);
+  for (int s = 0; s < kLaneSums; ++s) V::Store(lanes->sums[s] + first, sums[s]);
+}
+
+// Two channels leave half a vector idle, and their eight sums would cost eight
+// operations a frame: here four sums of both fill one vector.
+void WeightAndSumPair(ChannelLanes* lanes, int n) {
+  Stages<Four> stages(*lanes, 0);
+  const int second = lanes->count > 1 ? 1 : 0;
+  const float* const left = lanes->samples[0];
+  const float* const right = lanes->samples[second];
+  alignas(32) float sums[2 * kLaneSums];
+  for (int s = 0; s < kLaneSums; ++s) {
+    sums[2 * s] = lanes->sums[s][0];
+    sums[2 * s + 1] = lanes->sums[s][second];
+  }
+  __m256 momentary = _mm256_load_ps(sums);
+  __m256 shortTerm = _mm256_load_ps(sums + 8);
+  for (int i = 0; i < n; ++i) {
+    const __m128 x = _mm_unpacklo_ps(_mm_load_ss(left + i), _mm_load_ss(right + i));
+    const __m128 z = stages.Next(x);
+    const __m256 pairs = _mm256_castpd_ps(_mm256_broadcastsd_pd(_mm_castps_pd(z)));
+    momentary = _mm256_fmadd_ps(pairs, pairs, momentary);
+    shortTerm = _mm256_fmadd_ps(pairs, pairs, shortTerm);
+  }
+  stages.Save(lanes, 0);
+  _mm256_store_ps(sums, momentary);
+  _mm256_store_ps(sums + 8, shortTerm);
+  for (int s = 0; s < kLaneSums; ++s) {
+    lanes->sums[s][0] = sums[2 * s];
+    lanes->sums[s][1] = sums[2 * s + 1];
+  }
+}
+
+void WeightAndSum(ChannelLanes* lanes, int n) {
+  if (lanes->count <= 2) {
+    WeightAndSumPair(lanes, n);
+  } else if (lanes->count <= 4) {
+    WeightAndSumLanes<Four>(lanes, 0, n);
+  } else {
+    WeightAndSumLanes<Eight>(lanes, 0, n);
+  }
+  for (int lane = 0; lane < lanes->count; ++lane) lanes->samples[lane] += n;
+}
+
+__m256 Magnitude(__m256 v) { return _mm256_andnot_ps(_mm256_set1_ps(-0.0F), v); }
+
+float LargestOf(__m256 v) {
+  alignas(32) float lanes[8];
+  _mm256_store_ps(lanes, v);
+  float largest = lanes[0];
+  for (const float one : lanes) largest = largest < one ? one : largest;
+  return largest;
+}
+
+// Of two operands, the instruction gives the second where one is NaN: a NaN
+// never enters a maximum that is held there.
+float LargestMagnitude(const float* x, int n) {
+  __m256 largest = _mm256_setzero_ps();
+  int i = 0;
+  for (; i + 8 <= n; i += 8) largest = _mm256_max_ps(Magnitude(_mm256_loadu_ps(x + i)), largest);
+  float result = LargestOf(largest);
+  for (; i < n; ++i) {
+    const float magnitude = x[i] < 0.0F ? -x[i] : x[i];
+    if (result < magnitude) result = magnitude;
+  }
+  return result;
+}
+
+// Eight points in time of one branch, from the sample at `x` on.
+__m256 Interpolate(const float* x, const PolyphaseBranch& branch) {
+  __m256 acc = _mm256_setzero_ps();
+  for (int j = 0; j < kPeakHistory + 1; ++j) {
+    acc = _mm256_fmadd_ps(_mm256_set1_ps(branch.coefficients[j]), _mm256_loadu_ps(x - j), acc);
+  }
+  return acc;
+}
+
+float TruePeak(const float* x, int n, const PolyphaseBank& bank) {
+  __m256 largest = _mm256_setzero_ps();
+  // The last vector may reach past the end: its points beyond are masked off.
+  for (int i = 0; i < n; i += 8) {
+    const int left = n - i;
+    if (left >= 8) {
+      for (int p = 0; p < bank.count; ++p) {
+        largest = _mm256_max_ps(Magnitude(Interpolate(x + i, bank.branches[p])), largest);
+      }
+      continue;
+    }
+    float rest[kPeakHistory + 8] = {};
+    for (int k = 0; k < kPeakHistory + left; ++k) rest[k] = x[i + k - kPeakHistory];
+    const __m256 valid = _mm256_castsi256_ps(
+        _mm256_cmpgt_epi32(_mm256_set1_epi32(left), _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7)));
+    for (int p = 0; p < bank.count; ++p) {
+      const __m256 values = Magnitude(Interpolate(rest + kPeakHistory, bank.branches[p]));
+      largest = _mm256_max_ps(_mm256_and_ps(values, valid), largest);
+    }
+  }
+  float first = 0.0F;
+  for (int j = 0; j < kPeakHistory + 1; ++j) {
+    first = __builtin_fmaf(bank.branches[0].coefficients[j], x[-j], first);
+  }
+  return first == first ? LargestOf(largest) : first;
+}
+
+// Largest magnitude over the branches, per point; NaN stays if the first is.
+__m256 PeaksOf(const float* x, const PolyphaseBank& bank) {
+  __m256 largest = Magnitude(Interpolate(x, bank.branches[0]));
+  for (int p = 1; p < bank.count; ++p) {
+    largest = _mm256_max_ps(Magnitude(Interpolate(x, bank.branches[p])), largest);
+  }
+  return largest;
+}
+
+void Peaks(const float* x, int n, const PolyphaseBank& bank, float /*exactFrom*/, float* peaks) {
+  int i = 0;
+  for (; i + 8 <= n; i += 8) _mm256_storeu_ps(peaks + i, PeaksOf(x + i, bank));
+  if (i == n) return;
+  float rest[kPeakHistory + 8] = {};
+  for (int k = 0; k < kPeakHistory + n - i; ++k) rest[k] = x[i + k - kPeakHistory];
+  float values[8];
+  _mm256_storeu_ps(values, PeaksOf(rest + kPeakHistory, bank));
+  for (int k = 0; i + k < n; ++k) peaks[i + k] = values[k];
+}
+
+}  // namespace
+
+const ChunkKernels kAvx2Kernels = {"AVX2+FMA", WeightAndSum, LargestMagnitude, TruePeak, Peaks};
+
+}  // namespace harvane
