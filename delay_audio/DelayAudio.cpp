@@ -16,8 +16,6 @@ DelayAudio::DelayAudio()
       blockSize(0),
       sampleRate(0),
       timecodeFrameRate(0),
-      filterScratch1(nullptr),
-      filterScratch2(nullptr),
       truePeakScratch(nullptr),
       normalisationMode(0),
       sampleCounter(0),

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "delay_audio/HostRecords.h"
 #include "delay_audio/PassObserver.h"
@@ -80,9 +81,23 @@ class DelayAudio {
   // track `t`, at the position of the present frame.
   void MeasureChunk(int c, int k, int t);
 
+  // A channel of a track: its number, its position in the track, the track's.
+  struct MeasuredChannel {
+    int c;
+    int k;
+    int t;
+  };
+  // The same for several channels whose accumulators are full at this frame.
+  void MeasureChunks(const MeasuredChannel* channels, int count);
+
   // Between the passes, and in the second one.
   void DecideGains();
   void ProcessFrame(const PcmUnit& unit, std::uint32_t s);
+
+  // `frames` >= 1 frames from `s` on, of a unit that has them, none of which but
+  // the last may fill an accumulator.
+  void ProcessFrames(const PcmUnit& unit, std::uint32_t s, std::uint32_t frames,
+                     const MeasuredChannel* channels, int count);
 
   // Queues one row per track with the values of the pass.
   void LogPass(const std::string& passName);
@@ -92,6 +107,9 @@ class DelayAudio {
   // Sample `s` of channel `c`, rounded to single precision. -32768 lies just
   // past full scale.
   static float ReadSample(const PcmUnit& unit, std::uint32_t s, int c);
+  // The same for `count` samples from `s` on.
+  static void ReadSamples(const PcmUnit& unit, std::uint32_t s, std::uint32_t count, int c,
+                          float* out);
 
   // The state of a job, for tests and for a program that links the instance in.
   const CheckedList<TrackMeasurement>& Results() const { return results; }
@@ -109,7 +127,15 @@ class DelayAudio {
   void DeliverFirstOfTwo(const PcmUnit& unit);
   void DeliverSinglePass(const PcmUnit& unit);
   void DeliverSecondOfTwo(const PcmUnit& unit);
-  void GatherForMeasuring(int c, int k, int t, float x);
+  // The channels of tracks among those of the format, in order. `channels`
+  // takes kMaxChannels entries; the result is their number.
+  int FindMeasuredChannels(MeasuredChannel* channels) const;
+  // Frames, `frames` at most, until the first of the accumulators is full.
+  std::uint32_t FramesToFullChunk(const MeasuredChannel* channels, int count,
+                                  std::uint32_t frames) const;
+  // Counts `frames` >= 1 frames that every accumulator has taken, and measures
+  // the chunks that the last of them filled.
+  void FinishFrames(const MeasuredChannel* channels, int count, std::uint32_t frames);
   static void EmptyEach(SampleLists* accumulators);
   int ChannelCount() const { return static_cast<int>(inputFormat.channels); }
 
@@ -143,9 +169,7 @@ class DelayAudio {
   int sampleRate;                              // Hz
   int timecodeFrameRate;                       // whole video frames per second, 0 for none
   CheckedList<int> trackChannelCounts;
-  float* filterScratch1;           // `blockSize` floats, owned like the meters
-  float* filterScratch2;           // the same
-  float* truePeakScratch;          // a chunk, oversampled
+  float* truePeakScratch;          // a chunk and the samples before it; owned like the meters
   SampleLists inputAccumulators;   // per channel: the chunk that is being gathered
   SampleLists outputAccumulators;  // per channel: what waits for FetchPcmUnit
   int normalisationMode;
@@ -156,7 +180,8 @@ class DelayAudio {
   int numberOfGroups;
   int trackCount;
 
-  PassObserver observer;  // none in the module
+  std::vector<float> frameScratch;  // of one ProcessFrames call; kept for its memory
+  PassObserver observer;            // none in the module
 };
 
 }  // namespace harvane

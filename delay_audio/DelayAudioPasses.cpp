@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstddef>
 
 #include "delay_audio/DelayAudio.h"
@@ -17,18 +18,27 @@ std::size_t Index(int i) { return static_cast<std::size_t>(i); }
 // Deliberate: truncates, so most positive values come back one step lower when
 // they were not changed. What is not a number becomes 0.
 std::int16_t ToSample(float v) {
-  if (v < -1.0F) v = -1.0F;
-  if (v > 1.0F) v = 1.0F;
-  if (!(v == v)) return 0;
-  return static_cast<std::int16_t>(static_cast<double>(v) * kFullScale);
+  v = v < -1.0F ? -1.0F : v;
+  v = v > 1.0F ? 1.0F : v;
+  v = v == v ? v : 0.0F;
+  return static_cast<std::int16_t>(static_cast<int>(static_cast<double>(v) * kFullScale));
 }
 
 }  // namespace
 
 float DelayAudio::ReadSample(const PcmUnit& unit, std::uint32_t s, int c) {
+  float x = 0.0F;
+  ReadSamples(unit, s, 1, c, &x);
+  return x;
+}
+
+void DelayAudio::ReadSamples(const PcmUnit& unit, std::uint32_t s, std::uint32_t count, int c,
+                             float* out) {
   if (c >= kPcmUnitChannels) FatalStop("channel beyond the unit's");
-  const std::size_t offset = static_cast<std::size_t>(s) * unit.stride[c];
-  return static_cast<float>(unit.data[c][offset]) / kFullScale;
+  const std::size_t stride = unit.stride[c];
+  const std::int16_t* const first = unit.data[c] + s * stride;
+  for (std::size_t i = 0; i < count; ++i) out[i] = static_cast<float>(first[i * stride]);
+  for (std::size_t i = 0; i < count; ++i) out[i] /= kFullScale;
 }
 
 void DelayAudio::StartSequence() {
@@ -63,40 +73,82 @@ void DelayAudio::DeliverPcmUnit(PcmUnit* unit, std::uint32_t* outFlag) {
 }
 
 void DelayAudio::DeliverFirstOfTwo(const PcmUnit& unit) {
-  for (std::uint32_t s = 0; s < unit.sampleCount; ++s) {
-    for (int c = 0; c < ChannelCount(); ++c) {
-      int k = 0;
-      int t = 0;
-      if (LookupChannel(c, &k, &t)) GatherForMeasuring(c, k, t, ReadSample(unit, s, c));
+  MeasuredChannel channels[kMaxChannels];
+  const int count = FindMeasuredChannels(channels);
+  for (std::uint32_t s = 0; s < unit.sampleCount;) {
+    const std::uint32_t frames = FramesToFullChunk(channels, count, unit.sampleCount - s);
+    for (int i = 0; i < count; ++i) {
+      const int c = channels[i].c;
+      ReadSamples(unit, s, frames, c, inputAccumulators[Index(c)].Extend(frames));
     }
-    ++sampleCounter;
+    FinishFrames(channels, count, frames);
+    s += frames;
   }
 }
 
 void DelayAudio::DeliverSinglePass(const PcmUnit& unit) {
-  for (std::uint32_t s = 0; s < unit.sampleCount; ++s) {
+  MeasuredChannel channels[kMaxChannels];
+  const int count = FindMeasuredChannels(channels);
+  for (std::uint32_t s = 0; s < unit.sampleCount;) {
+    const std::uint32_t frames = FramesToFullChunk(channels, count, unit.sampleCount - s);
     for (int c = 0; c < ChannelCount(); ++c) {
-      const float x = ReadSample(unit, s, c);
-      outputAccumulators[Index(c)].Append(x);
-      int k = 0;
-      int t = 0;
-      if (LookupChannel(c, &k, &t)) GatherForMeasuring(c, k, t, x);
+      ReadSamples(unit, s, frames, c, outputAccumulators[Index(c)].Extend(frames));
     }
-    ++sampleCounter;
+    for (int i = 0; i < count; ++i) {
+      const int c = channels[i].c;
+      const float* const latest =
+          outputAccumulators[Index(c)].Data() + (outputAccumulators[Index(c)].Size() - frames);
+      std::copy(latest, latest + frames, inputAccumulators[Index(c)].Extend(frames));
+    }
+    FinishFrames(channels, count, frames);
+    s += frames;
   }
 }
 
 void DelayAudio::DeliverSecondOfTwo(const PcmUnit& unit) {
-  for (std::uint32_t s = 0; s < unit.sampleCount; ++s) {
-    ProcessFrame(unit, s);
-    ++sampleCounter;
+  MeasuredChannel channels[kMaxChannels];
+  const int count = FindMeasuredChannels(channels);
+  for (std::uint32_t s = 0; s < unit.sampleCount;) {
+    const std::uint32_t frames = FramesToFullChunk(channels, count, unit.sampleCount - s);
+    ProcessFrames(unit, s, frames, channels, count);
+    s += frames;
   }
 }
 
-void DelayAudio::GatherForMeasuring(int c, int k, int t, float x) {
-  CheckedList<float>& accumulator = inputAccumulators[Index(c)];
-  accumulator.Append(x);
-  if (accumulator.Size() == blockSize) MeasureChunk(c, k, t);
+int DelayAudio::FindMeasuredChannels(MeasuredChannel* channels) const {
+  int count = 0;
+  const int last = std::min(ChannelCount(), kMaxChannels);
+  for (int c = 0; c < last; ++c) {
+    MeasuredChannel& one = channels[count];
+    one.c = c;
+    if (LookupChannel(c, &one.k, &one.t)) ++count;
+  }
+  return count;
+}
+
+std::uint32_t DelayAudio::FramesToFullChunk(const MeasuredChannel* channels, int count,
+                                            std::uint32_t frames) const {
+  for (int i = 0; i < count; ++i) {
+    const std::size_t filled = inputAccumulators[Index(channels[i].c)].Size();
+    // An accumulator at or past `blockSize` never comes to it.
+    if (filled < blockSize) {
+      frames = std::min(frames, static_cast<std::uint32_t>(blockSize - filled));
+    }
+  }
+  return frames;
+}
+
+void DelayAudio::FinishFrames(const MeasuredChannel* channels, int count, std::uint32_t frames) {
+  // Positions wrap around like the 32-bit words that they are.
+  sampleCounter = static_cast<int>(static_cast<std::uint32_t>(sampleCounter) + (frames - 1));
+  MeasuredChannel full[kMaxChannels];
+  int fullCount = 0;
+  for (int i = 0; i < count; ++i) {
+    if (inputAccumulators[Index(channels[i].c)].Size() == blockSize)
+      full[fullCount++] = channels[i];
+  }
+  MeasureChunks(full, fullCount);
+  sampleCounter = static_cast<int>(static_cast<std::uint32_t>(sampleCounter) + 1);
 }
 
 void DelayAudio::FetchPcmUnit(PcmUnit** outUnit, std::uint32_t* outFlag) {
@@ -107,7 +159,9 @@ void DelayAudio::FetchPcmUnit(PcmUnit** outUnit, std::uint32_t* outFlag) {
     auto* const samples = new std::int16_t[count]();
     unit->data[c] = samples;
     CheckedList<float>& waiting = outputAccumulators[Index(c)];
-    for (std::size_t i = 0; i < count; ++i) samples[i] = ToSample(waiting[i]);
+    // The list of channel 0 stands for all: a shorter one ends here.
+    if (count > 0) static_cast<void>(waiting[count - 1]);
+    std::transform(waiting.Data(), waiting.Data() + count, samples, ToSample);
     unit->stride[c] = 1;
     waiting.Clear();
   }

@@ -1,9 +1,9 @@
-#include <algorithm>
 #include <memory>
-#include <vector>
 
 #include "delay_audio/DelayAudio.h"
 #include "delay_audio/PluginException.h"
+#include "measurement/ChunkKernels.h"
+#include "measurement/ChunkMeasurement.h"
 
 namespace harvane {
 namespace {
@@ -55,10 +55,8 @@ void DelayAudio::CreateTrackObjects() {
     AppendOwned(&limiters, std::move(limiter));
     ++t;
   }
-  filterScratch1 = new float[blockSize];
-  filterScratch2 = new float[blockSize];
-  const int phases = truePeakMeters[0]->GetPhases();
-  truePeakScratch = new float[static_cast<std::size_t>(blockSize) * Index(std::max(phases, 1))];
+  static_cast<void>(truePeakMeters[0]);  // a job without tracks ends here
+  truePeakScratch = new float[static_cast<std::size_t>(blockSize) + kPeakHistory];
   for (LoudnessMeter* meter : meters) {
     meter->ClearSeries();
     meter->SetMode(LoudnessMeter::kGated);
@@ -71,28 +69,30 @@ void DelayAudio::ResetTrackObjects() {
   DestroyAll(&meters);
   DestroyAll(&truePeakMeters);
   DestroyAll(&limiters);
-  FreeScratch(&filterScratch1);
-  FreeScratch(&filterScratch2);
   FreeScratch(&truePeakScratch);
 }
 
 void DelayAudio::MeasureChunk(int c, int k, int t) {
-  CheckedList<float>& accumulator = inputAccumulators[Index(c)];
-  const std::vector<float> chunk(accumulator.begin(), accumulator.end());
-  const auto n = static_cast<int>(chunk.size());
-  LoudnessMeter& meter = *meters[Index(t)];
-  const StageCoefficients first = meter.GetFirstStageCoefficients();
-  const StageCoefficients second = meter.GetSecondStageCoefficients();
-  sampleMath.FilterBlock(chunk.data(), n, first.a, 3, first.b, 3, filterScratch1,
-                         meter.GetFirstStageState(k));
-  sampleMath.FilterBlock(filterScratch1, n, second.a, 3, second.b, 3, filterScratch2,
-                         meter.GetSecondStageState(k));
-  meter.FeedMomentary(k, filterScratch2, n, sampleCounter);
-  meter.FeedShortTerm(k, filterScratch2, n, sampleCounter);
-  const float peak =
-      MeasureTruePeak(*truePeakMeters[Index(t)], k, chunk.data(), n, truePeakScratch);
-  OnTruePeak(peak, sampleCounter, t, this);
-  accumulator.Clear();
+  const MeasuredChannel channel = {c, k, t};
+  MeasureChunks(&channel, 1);
+}
+
+void DelayAudio::MeasureChunks(const MeasuredChannel* channels, int count) {
+  if (count == 0) return;
+  const auto n = static_cast<int>(blockSize);
+  ChannelChunk chunks[kMaxChannels] = {};
+  for (int i = 0; i < count; ++i) {
+    chunks[i] = {meters[Index(channels[i].t)], channels[i].k,
+                 inputAccumulators[Index(channels[i].c)].Data()};
+  }
+  WeightAndFeed(chunks, count, n, sampleCounter);
+  for (int i = 0; i < count; ++i) {
+    const MeasuredChannel& channel = channels[i];
+    const float peak = truePeakMeters[Index(channel.t)]->MeasureChunk(channel.k, chunks[i].samples,
+                                                                      n, truePeakScratch);
+    OnTruePeak(peak, sampleCounter, channel.t, this);
+    inputAccumulators[Index(channel.c)].Clear();
+  }
 }
 
 void DelayAudio::OnMomentary(float value, int position, int track, void* context) {

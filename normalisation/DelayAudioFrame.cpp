@@ -1,75 +1,90 @@
+#include <algorithm>
+
 #include "delay_audio/DelayAudio.h"
+#include "measurement/ChunkKernels.h"
+#include "platform/FatalStop.h"
 
 namespace harvane {
 namespace {
 
-// A track has one gain; its control path is entry 0 of the limiter's lists.
-constexpr int kControl = 0;
-
 std::size_t Index(int i) { return static_cast<std::size_t>(i); }
 
-float GainFor(TruePeakLimiter* limiter, float peak) {
-  limiter->ToDecibels(peak, kControl);
-  limiter->ApplyStaticCurve(limiter->InputLevel(kControl), kControl);
-  limiter->TakeReduction(kControl);
-  limiter->SmoothReduction(limiter->Reduction(kControl), kControl);
-  limiter->ApplyMakeup(kControl);
-  limiter->ToLinear(kControl);
-  return limiter->LinearGain(kControl);
+// Of equal peaks either; a NaN in the first channel stays.
+void TakeLarger(const float* other, std::size_t n, float* largest) {
+  for (std::size_t i = 0; i < n; ++i) {
+    if (largest[i] < other[i]) largest[i] = other[i];
+  }
 }
 
 }  // namespace
 
+void DelayAudio::ProcessFrame(const PcmUnit& unit, std::uint32_t s) {
+  MeasuredChannel channels[kMaxChannels];
+  ProcessFrames(unit, s, 1, channels, FindMeasuredChannels(channels));
+}
+
 // Three stages, each over all channels or tracks before the next: the peaks to
 // come, one gain per track, and the output 95 frames after its peak was seen.
-void DelayAudio::ProcessFrame(const PcmUnit& unit, std::uint32_t s) {
-  CheckedList<float> framePeaks;
-  CheckedList<float> frameGains;
-  int k = 0;
-  int t = 0;
+void DelayAudio::ProcessFrames(const PcmUnit& unit, std::uint32_t s, std::uint32_t frames,
+                               const MeasuredChannel* channels, int count) {
+  const std::size_t n = frames;
+  const std::size_t runLength = n + kDelaySamples - 1;
+  const std::size_t tracks = trackChannelCounts.Size();
+  frameScratch.resize(Index(count) * runLength + 2 * n + tracks * n);
+  float* const peaks = frameScratch.data() + Index(count) * runLength;
+  float* const trackPeaks = peaks + n;
+  float* const gains = trackPeaks + n;
+  const auto runOf = [&](int i) { return frameScratch.data() + Index(i) * runLength; };
 
-  for (int c = 0; c < ChannelCount(); ++c) {
-    const float x = ReadSample(unit, s, c);
-    if (!LookupChannel(c, &k, &t)) continue;
-    if (!limiterNeeded[Index(t)]) {
-      framePeaks.Append(0.0F);
-      continue;
+  int next = 0;
+  for (std::size_t t = 0; t < tracks; ++t) {
+    const int end = next + trackChannelCounts[t];
+    // A format with fewer channels than the layout.
+    if (end > count) FatalStop("a track without its channels");
+    const float gain = trackGains[t];
+    for (int i = next; i < end; ++i) {
+      float* const run = runOf(i) + kDelaySamples - 1;
+      ReadSamples(unit, s, frames, channels[i].c, run);
+      for (std::size_t j = 0; j < n; ++j) run[j] *= gain;
     }
-    TruePeakLimiter& limiter = *limiters[Index(t)];
-    const TruePeakMeter& truePeakMeter = *truePeakMeters[Index(t)];
-    const float y = x * trackGains[Index(t)];
-    limiter.PushLookAhead(y, k);
-    limiter.PushDelay(y, k);
-    framePeaks.Append(
-        Abs(limiter.PeakEstimate(k, truePeakMeter.GetPhases(), truePeakMeter.GetBank())));
-  }
-
-  std::size_t cursor = 0;
-  for (std::size_t track = 0; track < trackChannelCounts.Size(); ++track) {
-    const int channels = trackChannelCounts[track];
-    const float* const first = &framePeaks[cursor];
-    cursor += Index(channels);
-    static_cast<void>(
-        framePeaks[cursor - 1]);  // a format with fewer channels than the layout ends here
-    const float peak = sampleMath.MaxOf(first, channels);
-    // Deliberate: at a peak of exactly 0.0 the smoothing stands still, so digital
-    // silence does not release the limiter. Test: SilenceFreezesTheReduction.
-    const bool isPlain = !limiterNeeded[track] || peak == 0.0F;
-    frameGains.Append(isPlain ? 1.0F : GainFor(limiters[track], peak));
-  }
-
-  for (int c = 0; c < ChannelCount(); ++c) {
-    const float x = ReadSample(unit, s, c);
-    if (!LookupChannel(c, &k, &t)) {
-      outputAccumulators[Index(c)].Append(x);
-      continue;
+    if (limiterNeeded[t]) {
+      TruePeakLimiter& limiter = *limiters[t];
+      const PolyphaseBank* const bank = truePeakMeters[t]->GetBank();
+      if (bank == nullptr) FatalStop("a peak estimate without phases");
+      for (int i = next; i < end; ++i) {
+        limiter.PushRun(runOf(i), static_cast<int>(n), channels[i].k);
+        float* const target = i == next ? trackPeaks : peaks;
+        ActiveKernels().peaks(runOf(i) + kDelaySamples - 1, static_cast<int>(n), *bank,
+                              limiter.KneeStart(), target);
+        if (i != next) TakeLarger(peaks, n, trackPeaks);
+      }
+      limiter.GainsFor(trackPeaks, static_cast<int>(n), gains + t * n);
     }
-    const float out = limiterNeeded[Index(t)]
-                          ? frameGains[Index(t)] * limiters[Index(t)]->DelayedSample(k)
-                          : x * trackGains[Index(t)];
-    outputAccumulators[Index(c)].Append(out);
-    GatherForMeasuring(c, k, t, out);
+    next = end;
   }
+
+  for (int i = 0; i < count; ++i) {
+    const MeasuredChannel& channel = channels[i];
+    float* const out = outputAccumulators[Index(channel.c)].Extend(n);
+    if (limiterNeeded[Index(channel.t)]) {
+      const float* const trackGain = gains + Index(channel.t) * n;
+      const float* const delayed = runOf(i);
+      for (std::size_t j = 0; j < n; ++j) out[j] = trackGain[j] * delayed[j];
+    } else {
+      const float* const gained = runOf(i) + kDelaySamples - 1;
+      std::copy(gained, gained + n, out);
+    }
+    std::copy(out, out + n, inputAccumulators[Index(channel.c)].Extend(n));
+  }
+  int tracked = 0;
+  for (int c = 0; c < ChannelCount(); ++c) {
+    if (tracked < count && channels[tracked].c == c) {
+      ++tracked;
+    } else {
+      ReadSamples(unit, s, frames, c, outputAccumulators[Index(c)].Extend(n));
+    }
+  }
+  FinishFrames(channels, count, frames);
 }
 
 }  // namespace harvane

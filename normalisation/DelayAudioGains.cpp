@@ -14,6 +14,7 @@ void DelayAudio::DecideGains() {
     limiters[t]->Init(trackChannelCounts[t], sampleRate);
     limiters[t]->SetThreshold(LimiterThreshold(MaxTP));
     results[t] = TrackMeasurement();
+    truePeakMeters[t]->StartOver();
     meters[t]->ClearSeries();
     meters[t]->SetMode(LoudnessMeter::kGated);
   }

@@ -1,7 +1,11 @@
 #include "normalisation/TruePeakLimiter.h"
 
+#include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 
+#include "measurement/Arithmetic.h"
 #include "measurement/SampleMath.h"
 
 namespace harvane {
@@ -33,6 +37,7 @@ void TruePeakLimiter::Init(int channelCount, int rate) {
   ratio = kDefaultRatio;
   knee = kDefaultKneeDb;
   makeup = kDefaultMakeupDb;
+  kneeStart = kUnknownKneeStart;
 }
 
 void TruePeakLimiter::PushLookAhead(float sample, int channel) {
@@ -50,7 +55,7 @@ float TruePeakLimiter::PeakEstimate(int channel, int phases, const PolyphaseBank
     const float* coefficients = bank->branches[p].coefficients;
     float sum = 0.0F;
     for (int k = 0; k < kLookAheadSamples; ++k) {
-      sum = static_cast<float>(static_cast<double>(coefficients[k]) * line.OfAge(k) + sum);
+      sum = MultiplyAdd(coefficients[k], line.OfAge(k), sum);
     }
     sums.Append(sum);
   }
@@ -62,6 +67,63 @@ float TruePeakLimiter::PeakEstimate(int channel, int phases, const PolyphaseBank
 
 float TruePeakLimiter::DelayedSample(int channel) const {
   return delayLines[Index(channel)].OfAge(kDelaySamples - 1);
+}
+
+void TruePeakLimiter::PushRun(float* run, int n, int channel) {
+  SampleLine<kDelaySamples>& delayLine = delayLines[Index(channel)];
+  SampleLine<kLookAheadSamples>& lookAheadLine = lookAheadLines[Index(channel)];
+  constexpr int kBefore = kDelaySamples - 1;
+  for (int i = 0; i < kBefore; ++i) run[i] = delayLine.OfAge(kBefore - 1 - i);
+  const float* const samples = run + kBefore;
+  for (int i = std::max(0, n - kDelaySamples); i < n; ++i) delayLine.Push(samples[i]);
+  for (int i = std::max(0, n - kLookAheadSamples); i < n; ++i) lookAheadLine.Push(samples[i]);
+}
+
+void TruePeakLimiter::GainsFor(const float* peaks, int n, float* gains) {
+  constexpr int kControl = 0;  // a track has one gain
+  const float start = KneeStart();
+  for (int i = 0; i < n; ++i) {
+    const float peak = peaks[i];
+    if (peak == 0.0F) {
+      gains[i] = 1.0F;
+      continue;
+    }
+    if (peak < start) {
+      reduction[kControl] = 0.0F;
+    } else {
+      ToDecibels(peak, kControl);
+      ApplyStaticCurve(inputLevel[kControl], kControl);
+      TakeReduction(kControl);
+    }
+    SmoothReduction(reduction[kControl], kControl);
+    ApplyMakeup(kControl);
+    ToLinear(kControl);
+    gains[i] = linearGain[kControl];
+  }
+}
+
+float TruePeakLimiter::KneeStart() const {
+  if (kneeStart == kUnknownKneeStart) kneeStart = FindKneeStart();
+  return kneeStart;
+}
+
+bool TruePeakLimiter::IsBelowKnee(float peak) const {
+  const auto level = static_cast<float>(20.0 * static_cast<double>(Log10(peak)));
+  return 2.0 * (static_cast<double>(level) - threshold) < -static_cast<double>(knee);
+}
+
+// Levels rise with peaks over this range, which was tried float by float.
+float TruePeakLimiter::FindKneeStart() const {
+  constexpr float kLowest = 9.5e-7F;
+  constexpr float kHighest = 8.0F;
+  if (!IsBelowKnee(kLowest) || IsBelowKnee(kHighest)) return 0.0F;
+  auto below = std::bit_cast<std::uint32_t>(kLowest);
+  auto above = std::bit_cast<std::uint32_t>(kHighest);
+  while (above - below > 1) {
+    const std::uint32_t middle = below + (above - below) / 2;
+    (IsBelowKnee(std::bit_cast<float>(middle)) ? below : above) = middle;
+  }
+  return std::bit_cast<float>(above);
 }
 
 void TruePeakLimiter::ToDecibels(float peak, int index) {
@@ -103,8 +165,15 @@ void TruePeakLimiter::ApplyMakeup(int index) {
 }
 
 void TruePeakLimiter::ToLinear(int index) {
-  const auto exponent = static_cast<float>(static_cast<double>(control[Index(index)]) / 20.0);
-  linearGain[Index(index)] = Pow(10.0F, exponent);
+  // 10 to the power of so little rounds to 1.
+  constexpr float kNoReductionDb = 2.58859671e-07F;
+  const float decibels = control[Index(index)];
+  if (decibels <= 0.0F && decibels >= -kNoReductionDb) {
+    linearGain[Index(index)] = 1.0F;
+    return;
+  }
+  const auto exponent = static_cast<float>(static_cast<double>(decibels) / 20.0);
+  linearGain[Index(index)] = TenToThe(exponent);
 }
 
 void TruePeakLimiter::SetAttack(float seconds) { attackCoefficient = CoefficientFor(seconds); }

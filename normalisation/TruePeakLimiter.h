@@ -63,6 +63,22 @@ class TruePeakLimiter {
   // The sample pushed 95 pushes before the latest.
   float DelayedSample(int channel) const;
 
+  // `n` samples of a channel at once: puts all of them into both lines. `run`
+  // holds the samples from its entry kDelaySamples - 1 on, and gets the delayed
+  // samples of the lines before it: so afterwards run[i] is what DelayedSample
+  // gives with sample i in the lines, and the look-ahead of sample i ends there.
+  void PushRun(float* run, int n, int channel);
+
+  // The control path over `n` peaks of the track: what ToDecibels to ToLinear do
+  // for each. A peak of exactly 0.0 gives 1.0 and leaves the state as it is.
+  // Deliberate: so digital silence does not release the limiter.
+  // Peaks above 0.0 and below KneeStart() need not be exact.
+  void GainsFor(const float* peaks, int n, float* gains);
+
+  // The smallest peak that the curve may change: any below it has a reduction of
+  // exactly 0. 0.0 where that is not known.
+  float KneeStart() const;
+
   void ToDecibels(float peak, int index);         // writes inputLevel
   void ApplyStaticCurve(float level, int index);  // writes curveOutput; not for NaN
   void TakeReduction(int index);                  // inputLevel - curveOutput
@@ -73,9 +89,15 @@ class TruePeakLimiter {
   // Times in seconds; 0.0 gives a coefficient of 0.0, that is, no smoothing.
   void SetAttack(float seconds);
   void SetRelease(float seconds);
-  void SetThreshold(float decibels) { threshold = decibels; }
+  void SetThreshold(float decibels) {
+    threshold = decibels;
+    kneeStart = kUnknownKneeStart;
+  }
   void SetRatio(float inputPerOutput) { ratio = inputPerOutput; }
-  void SetKnee(float width) { knee = width; }
+  void SetKnee(float width) {
+    knee = width;
+    kneeStart = kUnknownKneeStart;
+  }
   void SetMakeup(float decibels) { makeup = decibels; }
 
   float Reduction(int index) const { return reduction[Index(index)]; }
@@ -92,6 +114,10 @@ class TruePeakLimiter {
  private:
   static std::size_t Index(int index) { return static_cast<std::size_t>(index); }
   float CoefficientFor(float seconds) const;
+  bool IsBelowKnee(float peak) const;
+  float FindKneeStart() const;
+
+  static constexpr float kUnknownKneeStart = -1.0F;
 
   CheckedList<float> reduction;    // dB
   CheckedList<float> inputLevel;   // dB
@@ -105,10 +131,11 @@ class TruePeakLimiter {
   int sampleRate = 0;
   float attackCoefficient = 0.0F;
   float releaseCoefficient = 0.0F;
-  float threshold = 0.0F;  // dB
-  float ratio = 0.0F;      // input dB per output dB above the knee
-  float knee = 0.0F;       // dB, full width
-  float makeup = 0.0F;     // dB
+  float threshold = 0.0F;                       // dB
+  float ratio = 0.0F;                           // input dB per output dB above the knee
+  float knee = 0.0F;                            // dB, full width
+  float makeup = 0.0F;                          // dB
+  mutable float kneeStart = kUnknownKneeStart;  // found when it is first asked for
 };
 
 }  // namespace harvane

@@ -127,10 +127,10 @@ TEST_F(DelayAudioGains, MeasurementsAreReset) {
 TEST_F(DelayAudioGains, SeriesOfTheFirstPassAreForgotten) {
   Feed(4 * kMomentaryWindow);
   const LoudnessMeter& meter = *Instance().Meters()[0];
-  ASSERT_FALSE(meter.IntegratedSeries().accepted.IsEmpty());
+  ASSERT_FALSE(meter.IntegratedSeries().Accepted().IsEmpty());
   Instance().DecideGains();
-  EXPECT_TRUE(meter.IntegratedSeries().accepted.IsEmpty());
-  EXPECT_TRUE(meter.RangeSeries().accepted.IsEmpty());
+  EXPECT_TRUE(meter.IntegratedSeries().Accepted().IsEmpty());
+  EXPECT_TRUE(meter.RangeSeries().Accepted().IsEmpty());
 }
 
 TEST_F(DelayAudioGains, WindowsStartEmptyInTheSecondPass) {
@@ -150,7 +150,7 @@ TEST_F(DelayAudioGains, MetersBuildTheGatedSeriesAgain) {
   DelayAudioProbe::Meters(Instance())[0]->SetMode(LoudnessMeter::kMaximaOnly);
   Instance().DecideGains();
   Feed(kMomentaryWindow + 1);
-  EXPECT_EQ(1U, Instance().Meters()[0]->IntegratedSeries().accepted.Size());
+  EXPECT_EQ(1U, Instance().Meters()[0]->IntegratedSeries().Accepted().Size());
 }
 
 TEST_F(DelayAudioGains, SampleCounterStays) {

@@ -54,8 +54,6 @@ class DelayAudioProbe {
   static CheckedList<LoudnessMeter*>& Meters(DelayAudio& job) { return job.meters; }
   static CheckedList<TruePeakMeter*>& TruePeakMeters(DelayAudio& job) { return job.truePeakMeters; }
   static CheckedList<TruePeakLimiter*>& Limiters(DelayAudio& job) { return job.limiters; }
-  static float*& FilterScratch1(DelayAudio& job) { return job.filterScratch1; }
-  static float*& FilterScratch2(DelayAudio& job) { return job.filterScratch2; }
   static float*& TruePeakScratch(DelayAudio& job) { return job.truePeakScratch; }
   static SampleLists& InputAccumulators(DelayAudio& job) { return job.inputAccumulators; }
   static SampleLists& OutputAccumulators(DelayAudio& job) { return job.outputAccumulators; }
