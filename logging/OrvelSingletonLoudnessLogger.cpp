@@ -46,12 +46,17 @@ OrvelSingletonLoudnessLogger::OrvelSingletonLoudnessLogger(Clock clock, int drai
   defaultLogFolder = documentsPath + logFolderSuffix;
   logFileStem = "Log";
   logFileExtension = ".csv";
+  // The first wait and the first look at the clock load libraries. A writer that did so while
+  // the module is being unloaded would wait for the unloading thread, and that for the writer.
+  static_cast<void>(SystemClock().getDayOfMonth());
+  wait(0);
   startThread();
+  threadEnd.AwaitEntry(kStopTimeoutMs);
 }
 
 OrvelSingletonLoudnessLogger::~OrvelSingletonLoudnessLogger() {
   const bool hasDrained = threadEnd.Stop(this, kStopTimeoutMs);
-  if (!hasDrained) DrainWithoutWriter();
+  if (!hasDrained && !hasBegun) DrainWithoutWriter();
   entries.consume_all([](LogEntry* entry) { delete entry; });
 }
 
@@ -68,26 +73,36 @@ void OrvelSingletonLoudnessLogger::AddEntry(LogMeasurement measurement, std::str
 
 void OrvelSingletonLoudnessLogger::run() {
   threadEnd.Enter();
-  while (!threadShouldExit()) {
+  hasBegun = true;
+  // A stop that comes before the first wait finds its drain, too.
+  do {
     wait(drainIntervalMs);
     DrainQueue();
-  }
+  } while (!threadShouldExit());
   threadEnd.Leave();
 }
 
 void OrvelSingletonLoudnessLogger::DrainQueue() {
   const juce::ScopedLock lock(entriesLock);
-  DrainHalf();
+  DrainHalf(Haste::kNone);
 }
 
 void OrvelSingletonLoudnessLogger::DrainWithoutWriter() {
   const juce::ScopedTryLock lock(entriesLock);
-  if (lock.isLocked()) DrainHalf();
+  if (lock.isLocked()) DrainHalf(Haste::kLastDrain);
 }
 
-void OrvelSingletonLoudnessLogger::DrainHalf() {
+void OrvelSingletonLoudnessLogger::DrainHalf(Haste haste) {
+  juce::uint32 hurriedSince = 0;
+  // A writer that went on past its time would be killed at an unknown place.
+  const auto isTimeOver = [&] {
+    if (haste == Haste::kNone && !threadShouldExit()) return false;
+    const juce::uint32 now = juce::Time::getMillisecondCounter();
+    if (hurriedSince == 0) hurriedSince = now;
+    return now - hurriedSince > kLastDrainMs;
+  };
   // Deliberate: the counter grows while the queue shrinks, and they meet in the middle.
-  for (int i = 0; i < entryCount.load(); ++i) {
+  for (int i = 0; i < entryCount.load() && !isTimeOver(); ++i) {
     LogEntry* front = nullptr;
     if (!entries.pop(front)) return;
     const std::unique_ptr<LogEntry> entry(front);

@@ -15,6 +15,7 @@ namespace harvane {
 
 inline constexpr int kDrainIntervalMs = 5000;
 inline constexpr int kStopTimeoutMs = 1000;
+inline constexpr int kLastDrainMs = 800;
 inline constexpr juce::int64 kMaxLogFileBytes = 131072;  // 128 KiB
 
 // What the queue holds: a finished row and where it goes.
@@ -48,7 +49,9 @@ class OrvelSingletonLoudnessLogger : public juce::Thread {
   // that wants a logger of its own, such as a test, may set both arguments.
   explicit OrvelSingletonLoudnessLogger(Clock clock = SystemClock,
                                         int drainIntervalMs = kDrainIntervalMs);
-  // Stops the writer after a last drain; waits for it kStopTimeoutMs at most.
+  // Stops the writer after a last drain, which ends after kLastDrainMs even with rows left;
+  // waits for it kStopTimeoutMs at most. A writer that hangs is ended by force. What waits
+  // then is lost.
   ~OrvelSingletonLoudnessLogger() override;
 
   // Forms the row now, with the clock's time where `logEntryName` is empty, and
@@ -63,12 +66,14 @@ class OrvelSingletonLoudnessLogger : public juce::Thread {
   // Entries that wait to be written.
   int WaitingEntries() const { return entryCount.load(); }
 
-  // For the end of a process that has ended its other threads: a last drain on
-  // the calling thread, given up where the writer died holding `entriesLock`.
+  // For a writer that never began, and for the end of a process that has ended its other
+  // threads: a last drain on the calling thread. Given up where `entriesLock` is held: a
+  // writer that died within a drain may have the file, and what lies below it, locked.
   void DrainWithoutWriter();
 
  private:
-  void DrainHalf();
+  enum class Haste { kNone, kLastDrain };
+  void DrainHalf(Haste haste);
   void Write(const LogEntry& entry);
 
   juce::String documentsPath;
@@ -81,6 +86,7 @@ class OrvelSingletonLoudnessLogger : public juce::Thread {
   std::atomic<int> entryCount{0};  // entries in the queue; the queue itself cannot tell
   juce::CriticalSection entriesLock;
   ThreadEnd threadEnd;
+  std::atomic<bool> hasBegun{false};  // a writer that never ran has not drained either
   Clock clock;
   int drainIntervalMs;
 };

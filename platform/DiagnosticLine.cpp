@@ -4,7 +4,7 @@ namespace harvane {
 
 void WriteDiagnosticLine(const juce::String& line) {
 #ifndef _WIN32
-  if (juce::Logger::getCurrentLogger() == nullptr && !juce::juce_isRunningUnderDebugger()) return;
+  if (juce::Logger::getCurrentLogger() == nullptr) return;
 #endif
   juce::Logger::writeToLog(line);
 }

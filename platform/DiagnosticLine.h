@@ -8,7 +8,7 @@ namespace harvane {
 // A line for whoever debugs, through juce::Logger. With no logger installed it
 // goes to the platform's debug output: on Windows what a debugger listens to.
 // On Linux JUCE would write to standard error, which belongs to the host, so
-// there the line is dropped unless a logger or a debugger is there to take it.
+// there the line is dropped unless a logger is there to take it.
 // Thread: any. Throws std::bad_alloc.
 void WriteDiagnosticLine(const juce::String& line);
 

@@ -21,7 +21,7 @@ void NoteProcessEnd();
 // as ended while that thread still has module code to leave.
 //
 // Use: the thread's run() calls Enter first and Leave last. Another thread calls
-// Stop, once.
+// AwaitEntry after startThread, and Stop, once.
 class ThreadEnd {
  public:
   ThreadEnd();
@@ -36,9 +36,13 @@ class ThreadEnd {
   // unloaded, and must not come back to code that is gone.
   void Leave();
 
+  // On Windows waits until the thread is in run(), `timeoutMs` at most. A thread
+  // that was only just started would hang at its very beginning as soon as the DLL
+  // is being unloaded. Returns at once elsewhere.
+  void AwaitEntry(int timeoutMs);
+
   // Asks `thread` to exit and waits up to `timeoutMs` for it; then ends it by
-  // force. False where force cut run() off, or run() never began: a thread that
-  // was just started does not run while its DLL is being unloaded.
+  // force. False where force cut run() off, or run() never began.
   bool Stop(juce::Thread* thread, int timeoutMs);
 
  private:

@@ -7,6 +7,35 @@
 #include "platform/ModuleEnd.h"
 
 namespace harvane {
+namespace {
+
+// For a thread that hangs. juce::Thread would cancel it, and the unwinding of a
+// cancelled thread ends the process where JUCE catches it.
+const int kEndSignal = SIGRTMAX - 1;
+
+void EndThisThread(int /*signal*/) { syscall(SYS_exit, 0); }
+
+bool IsGone(pid_t threadId) { return syscall(SYS_tgkill, getpid(), threadId, 0) != 0; }
+
+bool WaitUntilGone(pid_t threadId, int timeoutMs) {
+  for (int waitedMs = 0; waitedMs < timeoutMs; ++waitedMs) {
+    if (IsGone(threadId)) return true;
+    juce::Thread::sleep(1);
+  }
+  return IsGone(threadId);
+}
+
+void EndByForce(pid_t threadId, int timeoutMs) {
+  struct sigaction ending = {};
+  struct sigaction before = {};
+  ending.sa_handler = EndThisThread;
+  if (sigaction(kEndSignal, &ending, &before) != 0) return;
+  syscall(SYS_tgkill, getpid(), threadId, kEndSignal);
+  WaitUntilGone(threadId, timeoutMs);
+  sigaction(kEndSignal, &before, nullptr);
+}
+
+}  // namespace
 
 bool ProcessIsEnding() { return false; }
 
@@ -22,16 +51,19 @@ void ThreadEnd::Enter() { state->threadId = static_cast<pid_t>(syscall(SYS_getti
 
 void ThreadEnd::Leave() { state->hasLeft = true; }
 
+void ThreadEnd::AwaitEntry(int /*timeoutMs*/) {}
+
 bool ThreadEnd::Stop(juce::Thread* thread, int timeoutMs) {
-  thread->stopThread(timeoutMs);
-  const bool hasLeft = state->hasLeft;
-  // The thread still returns through this module's code after JUCE has let go of it.
+  thread->signalThreadShouldExit();
+  thread->notify();
+  const bool hasEnded = thread->waitForThreadToExit(timeoutMs);
   const pid_t id = state->threadId;
-  for (int waitedMs = 0; hasLeft && waitedMs < timeoutMs; ++waitedMs) {
-    if (syscall(SYS_tgkill, getpid(), id, 0) != 0) break;
-    juce::Thread::sleep(1);
-  }
-  return hasLeft;
+  if (!hasEnded && id != 0) EndByForce(id, timeoutMs);
+  thread->stopThread(0);
+  // A thread that ended by itself still returns through this module's code after
+  // JUCE has let go of it.
+  if (hasEnded && id != 0) WaitUntilGone(id, timeoutMs);
+  return state->hasLeft;
 }
 
 }  // namespace harvane

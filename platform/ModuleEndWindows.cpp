@@ -27,17 +27,32 @@ bool ProcessIsEnding() { return isProcessEnding; }
 void NoteProcessEnd() { isProcessEnding = true; }
 
 struct ThreadEnd::State {
+  HANDLE entered = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   HANDLE left = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  HANDLE thread = nullptr;  // from Enter on
 };
 
 ThreadEnd::ThreadEnd() : state(std::make_unique<State>()) {}
-ThreadEnd::~ThreadEnd() { CloseHandle(state->left); }
 
-void ThreadEnd::Enter() {}
+ThreadEnd::~ThreadEnd() {
+  for (const HANDLE handle : {state->entered, state->left, state->thread}) {
+    if (handle != nullptr) CloseHandle(handle);
+  }
+}
+
+void ThreadEnd::Enter() {
+  const HANDLE process = GetCurrentProcess();
+  DuplicateHandle(process, GetCurrentThread(), process, &state->thread, SYNCHRONIZE, FALSE, 0);
+  SetEvent(state->entered);
+}
 
 void ThreadEnd::Leave() {
   SetEvent(state->left);
   for (;;) Sleep(INFINITE);
+}
+
+void ThreadEnd::AwaitEntry(int timeoutMs) {
+  WaitForSingleObject(state->entered, static_cast<DWORD>(timeoutMs));
 }
 
 bool ThreadEnd::Stop(juce::Thread* thread, int timeoutMs) {
@@ -50,6 +65,10 @@ bool ThreadEnd::Stop(juce::Thread* thread, int timeoutMs) {
     thread->stopThread(0);
   } else {
     thread->stopThread(0);
+  }
+  // A thread ends some time after it was told to.
+  if (WaitForSingleObject(state->entered, 0) == WAIT_OBJECT_0 && state->thread != nullptr) {
+    WaitForSingleObject(state->thread, static_cast<DWORD>(timeoutMs));
   }
   return hasLeft;
 }
