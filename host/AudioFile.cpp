@@ -1,0 +1,401 @@
+#include "host/AudioFile.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <limits>
+
+#include "host/FileError.h"
+
+namespace harvane {
+namespace {
+
+constexpr const char* kRightKinds = "a WAV, RF64, AIFF or FLAC file would be right";
+constexpr int kBytesPerSample = 2;
+// Sizes in a WAV or AIFF header have 32 bits; room is left for what is not audio.
+constexpr std::int64_t kLargestShortFile =
+    std::numeric_limits<std::uint32_t>::max() - std::int64_t{1} * 1024 * 1024;
+constexpr int kFlacChannels = 8;
+constexpr std::size_t kCodingHistoryBytes = 8192;       // libsndfile takes less than 16384
+constexpr std::int16_t kLoudnessNotIndicated = 0x7FFF;  // EBU Tech 3285, supplement of version 2
+
+using BroadcastInfo = SF_BROADCAST_INFO_VAR(kCodingHistoryBytes);
+
+constexpr std::array kTextKinds = {SF_STR_TITLE,   SF_STR_COPYRIGHT,   SF_STR_ARTIST,
+                                   SF_STR_COMMENT, SF_STR_DATE,        SF_STR_ALBUM,
+                                   SF_STR_LICENSE, SF_STR_TRACKNUMBER, SF_STR_GENRE};
+
+FileVersion VersionOf(const struct stat& status) {
+  return {status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
+
+std::string FormatName(int format, int command) {
+  SF_FORMAT_INFO name{};
+  name.format = format;
+  if (sf_command(nullptr, command, &name, sizeof name) != 0 || name.name == nullptr) {
+    return fmt::format("coding {:#x}", static_cast<unsigned>(format));
+  }
+  return name.name;
+}
+
+// libsndfile corrects sizes that do not fit and tells only its parse log.
+bool HasCorrectedSizes(SNDFILE* sound) {
+  constexpr std::size_t kLogBytes = 16384;
+  std::string log(kLogBytes, '\0');
+  sf_command(sound, SFC_GET_LOG_INFO, log.data(), static_cast<int>(log.size()));
+  return log.find("(should be ") != std::string::npos ||
+         log.find("> file length") != std::string::npos;
+}
+
+std::string Lowered(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return text;
+}
+
+int FormatFor(Container container, const AudioInfo& source) {
+  switch (container) {
+    case Container::kWav:
+      return (source.isExtensible || !source.channelMap.empty() ? SF_FORMAT_WAVEX : SF_FORMAT_WAV) |
+             SF_FORMAT_PCM_16;
+    case Container::kRf64:
+      return SF_FORMAT_RF64 | SF_FORMAT_PCM_16;
+    case Container::kAiff:
+      return SF_FORMAT_AIFF | SF_FORMAT_PCM_16;
+    case Container::kFlac:
+      break;
+  }
+  return SF_FORMAT_FLAC | SF_FORMAT_PCM_16;
+}
+
+bool IsLong(const AudioInfo& info, std::int64_t frames) {
+  return frames > kLargestShortFile / (std::int64_t{kBytesPerSample} * info.channels);
+}
+
+}  // namespace
+
+const char* ContainerName(Container container) {
+  switch (container) {
+    case Container::kWav:
+      return "WAV";
+    case Container::kRf64:
+      return "RF64";
+    case Container::kAiff:
+      return "AIFF";
+    case Container::kFlac:
+      break;
+  }
+  return "FLAC";
+}
+
+Container ContainerForName(const std::string& path, Container inherited) {
+  const std::string extension = Lowered(std::filesystem::path(path).extension().string());
+  if (extension.empty()) return inherited;
+  if (extension == ".wav") return Container::kWav;
+  if (extension == ".rf64") return Container::kRf64;
+  if (extension == ".aif" || extension == ".aiff") return Container::kAiff;
+  if (extension == ".flac") return Container::kFlac;
+  throw FileError(path, "its name ends in \"" + extension +
+                            "\"; .wav, .rf64, .aif, .aiff or .flac would be right");
+}
+
+bool CanHold(Container container, const AudioInfo& info, std::int64_t frames, std::string* reason) {
+  if (container == Container::kFlac && info.channels > kFlacChannels) {
+    *reason = fmt::format("FLAC holds {} channels at most; .wav would be right", kFlacChannels);
+    return false;
+  }
+  if (container == Container::kAiff && IsLong(info, frames)) {
+    *reason = "AIFF holds 4 GiB at most; .wav would be right";
+    return false;
+  }
+  SF_INFO format{};
+  format.samplerate = info.sampleRate;
+  format.channels = info.channels;
+  format.format = FormatFor(container, info);
+  if (sf_format_check(&format) != SF_FALSE) return true;
+  *reason = fmt::format("{} cannot hold {} channels at {} Hz", ContainerName(container),
+                        info.channels, info.sampleRate);
+  return false;
+}
+
+// ---- reading
+
+AudioReader::AudioReader(const std::string& path)
+    // Without O_NONBLOCK a pipe would be waited for.
+    : path(path),
+      descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)),
+      sound(nullptr, sf_close) {
+  if (!descriptor.IsOpen()) throw FileError(path, "cannot be opened: " + SystemText(errno));
+  struct stat status {};
+  if (fstat(descriptor.Number(), &status) != 0) {
+    throw FileError(path, "cannot be read: " + SystemText(errno));
+  }
+  if (S_ISDIR(status.st_mode)) throw FileError(path, "is a folder; an audio file would be right");
+  if (!S_ISREG(status.st_mode)) {
+    throw FileError(path, "is not a regular file, and cannot be read twice");
+  }
+  if (status.st_size == 0) {
+    throw FileError(path, fmt::format("is empty; {}", kRightKinds));
+  }
+  identity = {status.st_dev, status.st_ino};
+  version = VersionOf(status);
+  SF_INFO format{};
+  sound.reset(sf_open_fd(descriptor.Number(), SFM_READ, &format, SF_FALSE));
+  if (!sound) {
+    std::string reason = sf_strerror(nullptr);
+    while (!reason.empty() && (reason.back() == '.' || reason.back() == '\n')) reason.pop_back();
+    throw FileError(path, fmt::format("cannot be read as audio: {}; {}", reason, kRightKinds));
+  }
+  TakeFormat(format);
+  TakeTags();
+}
+
+AudioReader::~AudioReader() = default;
+
+void AudioReader::TakeFormat(const SF_INFO& format) {
+  const int container = format.format & SF_FORMAT_TYPEMASK;
+  switch (container) {
+    case SF_FORMAT_WAV:
+    case SF_FORMAT_WAVEX:
+      info.container = Container::kWav;
+      break;
+    case SF_FORMAT_RF64:
+      info.container = Container::kRf64;
+      break;
+    case SF_FORMAT_AIFF:
+      info.container = Container::kAiff;
+      break;
+    case SF_FORMAT_FLAC:
+      info.container = Container::kFlac;
+      break;
+    default:
+      throw FileError(path, fmt::format("is of the kind \"{}\"; {}",
+                                        FormatName(container, SFC_GET_FORMAT_INFO), kRightKinds));
+  }
+  info.isHeaderWrong = HasCorrectedSizes(sound.get());
+  info.isExtensible = container == SF_FORMAT_WAVEX;
+  info.sampleRate = format.samplerate;
+  info.channels = format.channels;
+  info.frames = format.frames == SF_COUNT_MAX ? kUnknownFrames : format.frames;
+  if (info.frames == 0) throw FileError(path, "is empty: it holds no frame of audio");
+
+  const int coding = format.format & SF_FORMAT_SUBMASK;
+  constexpr const char* kIntegerRule = "rounded to the nearest step, ties to even, no dither";
+  switch (coding) {
+    case SF_FORMAT_PCM_16:
+      break;
+    case SF_FORMAT_PCM_S8:
+    case SF_FORMAT_PCM_U8:
+      width = Width::kInteger;
+      info.reduction = "8-bit samples become 16 bits, without a change of value";
+      break;
+    case SF_FORMAT_PCM_24:
+      width = Width::kInteger;
+      info.reduction = fmt::format("24-bit samples become 16 bits: {}", kIntegerRule);
+      break;
+    case SF_FORMAT_PCM_32:
+      width = Width::kInteger;
+      info.reduction = fmt::format("32-bit samples become 16 bits: {}", kIntegerRule);
+      break;
+    case SF_FORMAT_FLOAT:
+    case SF_FORMAT_DOUBLE:
+      width = Width::kFloat;
+      info.reduction = fmt::format("{}-bit float samples become 16 bits: times 32768, {}, clipped",
+                                   coding == SF_FORMAT_FLOAT ? 32 : 64, kIntegerRule);
+      break;
+    default:
+      info.reduction = fmt::format("samples coded as \"{}\" are decoded to 16 bits",
+                                   FormatName(coding, SFC_GET_FORMAT_INFO));
+  }
+}
+
+void AudioReader::TakeTags() {
+  info.channelMap.resize(static_cast<std::size_t>(info.channels));
+  const auto mapBytes = static_cast<int>(info.channelMap.size() * sizeof(int));
+  if (sf_command(sound.get(), SFC_GET_CHANNEL_MAP_INFO, info.channelMap.data(), mapBytes) ==
+      SF_FALSE) {
+    info.channelMap.clear();
+  }
+  for (const int kind : kTextKinds) {
+    const char* const text = sf_get_string(sound.get(), kind);
+    if (text != nullptr) info.texts.emplace_back(kind, text);
+  }
+  std::vector<unsigned char> broadcast(sizeof(BroadcastInfo));
+  if (sf_command(sound.get(), SFC_GET_BROADCAST_INFO, broadcast.data(),
+                 static_cast<int>(broadcast.size())) != SF_FALSE) {
+    info.broadcast = std::move(broadcast);
+  }
+}
+
+std::size_t AudioReader::Read(std::size_t maxFrames, std::vector<std::int16_t>* block) {
+  const auto channels = static_cast<std::size_t>(info.channels);
+  block->resize(maxFrames * channels);
+  const sf_count_t read = ReadSamples(static_cast<sf_count_t>(maxFrames), block->data());
+  const bool isError = sf_error(sound.get()) != SF_ERR_NO_ERROR;
+  const std::string reason = isError ? sf_strerror(sound.get()) : "";
+  CheckUnchanged();
+  if (isError) {
+    throw FileError(path, fmt::format("cannot be read behind frame {}: {}", position, reason));
+  }
+  position += read;
+  if (read == 0 && info.frames != kUnknownFrames && position < info.frames) {
+    throw FileError(path, fmt::format("ends after {} of its {} frames", position, info.frames));
+  }
+  block->resize(static_cast<std::size_t>(read) * channels);
+  return static_cast<std::size_t>(read);
+}
+
+sf_count_t AudioReader::ReadSamples(sf_count_t frames, std::int16_t* target) {
+  const auto samples = static_cast<std::size_t>(frames) * static_cast<std::size_t>(info.channels);
+  const auto countOf = [this](sf_count_t read) {
+    return static_cast<std::size_t>(read) * static_cast<std::size_t>(info.channels);
+  };
+  sf_count_t read = 0;
+  switch (width) {
+    case Width::kShort:
+      read = sf_readf_short(sound.get(), target, frames);
+      break;
+    case Width::kInteger:
+      integers.resize(samples);
+      read = sf_readf_int(sound.get(), integers.data(), frames);
+      ReduceIntegers(integers.data(), countOf(read), target);
+      break;
+    case Width::kFloat:
+      floats.resize(samples);
+      read = sf_readf_double(sound.get(), floats.data(), frames);
+      ReduceFloats(floats.data(), countOf(read), target, &counts);
+  }
+  return read;
+}
+
+void AudioReader::Rewind() {
+  if (sf_seek(sound.get(), 0, SEEK_SET) != 0) {
+    throw FileError(path, std::string("cannot be read again: ") + sf_strerror(sound.get()));
+  }
+  position = 0;
+  counts = {};
+}
+
+void AudioReader::CheckUnchanged() const {
+  struct stat status {};
+  if (fstat(descriptor.Number(), &status) != 0 || !(VersionOf(status) == version)) {
+    throw FileError(path, "was changed while it was being read");
+  }
+}
+
+// ---- writing
+
+// What libsndfile writes goes to the pending file by way of these functions, which
+// note the first failure: the library itself drops those that come at its closing.
+struct AudioWriter::Stream {
+  PendingFile* file;
+  int error = 0;
+
+  static Stream& Of(void* context) { return *static_cast<Stream*>(context); }
+  template <class Result>
+  Result Noted(Result result) {
+    if (result < 0 && error == 0) error = errno;
+    return result;
+  }
+
+  static sf_count_t Length(void* context) {
+    struct stat status {};
+    Stream& stream = Of(context);
+    return stream.Noted(fstat(stream.file->Number(), &status)) < 0 ? 0 : status.st_size;
+  }
+  static sf_count_t Seek(sf_count_t offset, int whence, void* context) {
+    Stream& stream = Of(context);
+    return stream.Noted(lseek(stream.file->Number(), offset, whence));
+  }
+  static sf_count_t Read(void* bytes, sf_count_t count, void* context) {
+    Stream& stream = Of(context);
+    const auto got =
+        stream.Noted(read(stream.file->Number(), bytes, static_cast<std::size_t>(count)));
+    return got < 0 ? 0 : got;
+  }
+  static sf_count_t Write(const void* bytes, sf_count_t count, void* context) {
+    Stream& stream = Of(context);
+    sf_count_t done = 0;
+    while (done < count) {
+      const ssize_t written = write(stream.file->Number(), static_cast<const char*>(bytes) + done,
+                                    static_cast<std::size_t>(count - done));
+      if (written < 0 && errno == EINTR) continue;
+      if (stream.Noted(written) < 0) break;
+      done += written;
+    }
+    return done;
+  }
+  static sf_count_t Tell(void* context) {
+    Stream& stream = Of(context);
+    return stream.Noted(lseek(stream.file->Number(), 0, SEEK_CUR));
+  }
+};
+
+AudioWriter::AudioWriter(PendingFile* file, Container container, const AudioInfo& source,
+                         std::int64_t frames)
+    : stream(new Stream{file}), sound(nullptr, sf_close) {
+  const bool isLong = container == Container::kWav && IsLong(source, frames);
+  SF_INFO format{};
+  format.samplerate = source.sampleRate;
+  format.channels = source.channels;
+  format.format = FormatFor(isLong ? Container::kRf64 : container, source);
+  SF_VIRTUAL_IO io = {Stream::Length, Stream::Seek, Stream::Read, Stream::Write, Stream::Tell};
+  sound.reset(sf_open_virtual(&io, SFM_WRITE, &format, stream.get()));
+  if (!sound) {
+    CheckStream();
+    throw FileError(file->Path(), std::string("cannot be begun: ") + sf_strerror(nullptr));
+  }
+  // What the container does not have is dropped.
+  for (const auto& [kind, text] : source.texts) sf_set_string(sound.get(), kind, text.c_str());
+  if (!source.channelMap.empty()) {
+    std::vector<int> map = source.channelMap;
+    sf_command(sound.get(), SFC_SET_CHANNEL_MAP_INFO, map.data(),
+               static_cast<int>(map.size() * sizeof(int)));
+  }
+  if (!source.broadcast.empty()) {
+    BroadcastInfo broadcast;
+    std::memcpy(&broadcast, source.broadcast.data(), sizeof broadcast);
+    broadcast.loudness_value = kLoudnessNotIndicated;
+    broadcast.loudness_range = kLoudnessNotIndicated;
+    broadcast.max_true_peak_level = kLoudnessNotIndicated;
+    broadcast.max_momentary_loudness = kLoudnessNotIndicated;
+    broadcast.max_shortterm_loudness = kLoudnessNotIndicated;
+    sf_command(sound.get(), SFC_SET_BROADCAST_INFO, &broadcast, sizeof broadcast);
+  }
+}
+
+AudioWriter::~AudioWriter() = default;
+
+void AudioWriter::Write(const std::int16_t* interleaved, std::size_t frames) {
+  const auto count = static_cast<sf_count_t>(frames);
+  const bool isShort = sf_writef_short(sound.get(), interleaved, count) != count;
+  CheckStream();
+  if (isShort) {
+    throw FileError(stream->file->Path(),
+                    std::string("cannot be written: ") + sf_strerror(sound.get()));
+  }
+}
+
+void AudioWriter::Finish() {
+  const int failure = sf_close(sound.release());
+  CheckStream();
+  if (failure != SF_ERR_NO_ERROR) {
+    throw FileError(stream->file->Path(),
+                    std::string("cannot be written: ") + sf_error_number(failure));
+  }
+}
+
+void AudioWriter::CheckStream() const {
+  if (stream->error == 0) return;
+  throw FileError(stream->file->Path(), "cannot be written: " + SystemText(stream->error));
+}
+
+}  // namespace harvane

@@ -1,0 +1,128 @@
+#ifndef HARVANE_HOST_AUDIOFILE_H
+#define HARVANE_HOST_AUDIOFILE_H
+
+#include <sndfile.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "host/PendingFile.h"
+#include "host/SampleReduction.h"
+
+namespace harvane {
+
+// Kinds of file that are read and written.
+enum class Container { kWav, kRf64, kAiff, kFlac };
+
+const char* ContainerName(Container container);
+
+// The container that a file name asks for: .wav, .rf64, .aif, .aiff, .flac in any
+// case; without an extension `inherited`. Throws FileError for any other.
+Container ContainerForName(const std::string& path, Container inherited);
+
+// What a file says about its audio.
+struct AudioInfo {
+  int sampleRate;       // Hz
+  int channels;         // at least 1
+  std::int64_t frames;  // as declared; kUnknownFrames if the file does not say
+  Container container;
+  bool isExtensible;                               // a WAV file with a channel mask
+  std::vector<int> channelMap;                     // SF_CHANNEL_MAP_*; empty if there is none
+  std::vector<std::pair<int, std::string>> texts;  // SF_STR_* and value
+  std::vector<unsigned char> broadcast;            // SF_BROADCAST_INFO; empty if there is none
+  bool isHeaderWrong;     // its sizes are not those of the file; what is there counts
+  std::string reduction;  // how the samples become 16 bits; empty if they have 16
+};
+
+inline constexpr std::int64_t kUnknownFrames = -1;
+
+// An audio file as interleaved 16-bit frames.
+//
+// Samples of other widths are reduced as SampleReduction.h says; a compressed
+// coding (A-law, ADPCM) gives what its decoder makes of it in 16 bits.
+//
+// Errors     FileError: one line with the file, what is wrong and, where it helps,
+//            what would be right.
+// Thread     one caller at a time.
+class AudioReader {
+ public:
+  explicit AudioReader(const std::string& path);
+  ~AudioReader();
+  AudioReader(const AudioReader&) = delete;
+  AudioReader& operator=(const AudioReader&) = delete;
+
+  const AudioInfo& Info() const { return info; }
+  const FileIdentity& Identity() const { return identity; }
+
+  // Replaces `block` by the next frames, `maxFrames` at most, and returns how
+  // many: 0 at the end. Throws where the file ends before its declared length
+  // or was changed since it was opened.
+  std::size_t Read(std::size_t maxFrames, std::vector<std::int16_t>* block);
+
+  // Back to the first frame.
+  void Rewind();
+
+  // Of all that was read since the latest Rewind.
+  const ReductionCounts& Counts() const { return counts; }
+
+ private:
+  enum class Width { kShort, kInteger, kFloat };
+
+  sf_count_t ReadSamples(sf_count_t frames, std::int16_t* target);
+  void TakeFormat(const SF_INFO& format);
+  void TakeTags();
+  void CheckUnchanged() const;
+
+  std::string path;
+  Descriptor descriptor;
+  FileIdentity identity{};
+  FileVersion version{};
+  std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> sound;
+  AudioInfo info{};
+  Width width = Width::kShort;
+  std::int64_t position = 0;  // frames since the start
+  ReductionCounts counts;
+  std::vector<std::int32_t> integers;
+  std::vector<double> floats;
+};
+
+// True if `container` can hold so many frames in 16 bits; else `reason` says in a
+// few words why not. A long WAV file becomes RF64 by itself.
+bool CanHold(Container container, const AudioInfo& info, std::int64_t frames, std::string* reason);
+
+// A 16-bit audio file that is being written into a PendingFile.
+//
+// Keeps rate, channels, channel map, texts and broadcast chunk of the source, as
+// far as the container has them. Deliberate: the broadcast chunk's loudness fields
+// are set to "not indicated", for they spoke of the source.
+//
+// Errors     FileError, also for a full disk.
+// Thread     one caller at a time.
+class AudioWriter {
+ public:
+  // `file` must outlive the writer. `frames`: how many will be written.
+  AudioWriter(PendingFile* file, Container container, const AudioInfo& source, std::int64_t frames);
+  ~AudioWriter();
+  AudioWriter(const AudioWriter&) = delete;
+  AudioWriter& operator=(const AudioWriter&) = delete;
+
+  void Write(const std::int16_t* interleaved, std::size_t frames);
+  // Completes the file; PendingFile::Commit then shows it.
+  void Finish();
+
+ private:
+  struct Stream;
+
+  void CheckStream() const;
+
+  std::unique_ptr<Stream> stream;
+  std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> sound;
+};
+
+}  // namespace harvane
+
+#endif  // HARVANE_HOST_AUDIOFILE_H

@@ -1,0 +1,92 @@
+#ifndef HARVANE_HOST_PENDINGFILE_H
+#define HARVANE_HOST_PENDINGFILE_H
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <ctime>
+#include <string>
+
+namespace harvane {
+
+// An open file; closed at its end.
+class Descriptor {
+ public:
+  explicit Descriptor(int number = -1) : number(number) {}
+  ~Descriptor();
+  Descriptor(Descriptor&& other) noexcept : number(other.number) { other.number = -1; }
+  Descriptor& operator=(Descriptor&& other) noexcept;
+  int Number() const { return number; }
+  bool IsOpen() const { return number >= 0; }
+
+ private:
+  int number;
+};
+
+// Which file it is, whatever name or link leads to it.
+struct FileIdentity {
+  dev_t device;
+  ino_t inode;
+  bool operator==(const FileIdentity&) const = default;
+};
+
+// Changes when the file is written to.
+struct FileVersion {
+  std::int64_t bytes;
+  std::int64_t seconds;
+  std::int64_t nanoseconds;
+  bool operator==(const FileVersion&) const = default;
+};
+
+// A file that appears under its name whole or not at all.
+//
+// Until Commit it has no name, so that nothing of it can stay behind, however the
+// process ends. On a file system without such files it has a hidden name beside
+// the target, which goes with the object and at SIGINT, SIGTERM and SIGHUP, but
+// not when the process is killed; one such file at a time.
+//
+// An existing target is replaced by Commit; through a symbolic link, the file
+// that the link leads to.
+//
+// Errors     FileError.
+// Thread     one caller at a time.
+class PendingFile {
+ public:
+  enum class Naming { kNamelessIfPossible, kHidden };
+
+  // Throws where `path` leads to the file `input` or to no regular file, or where
+  // its folder cannot be written to.
+  PendingFile(const std::string& path, const FileIdentity& input,
+              Naming naming = Naming::kNamelessIfPossible);
+  ~PendingFile();
+  PendingFile(const PendingFile&) = delete;
+  PendingFile& operator=(const PendingFile&) = delete;
+
+  // As the user wrote it.
+  const std::string& Path() const { return path; }
+  // Open for reading and writing.
+  int Number() const { return descriptor.Number(); }
+
+  // Brings the bytes to the disk and gives the file its name.
+  void Commit();
+
+ private:
+  void RefuseInput() const;
+  bool OpenNameless();
+  void OpenHidden();
+  std::string HiddenName() const;
+
+  std::string path;
+  std::string target;  // what `path` leads to
+  std::string folder;
+  std::string hidden;  // the temporary name; empty while there is none
+  FileIdentity input;
+  Descriptor descriptor;
+};
+
+// What the system says about `error`, an errno.
+std::string SystemText(int error);
+
+}  // namespace harvane
+
+#endif  // HARVANE_HOST_PENDINGFILE_H
