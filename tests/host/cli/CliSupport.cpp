@@ -1,0 +1,133 @@
+#include "tests/host/cli/CliSupport.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+
+#include "delay_audio/PassObserver.h"
+#include "host/HostSession.h"
+#include "host/ModuleExports.h"
+#include "tests/support/Signals.h"
+
+namespace support {
+namespace {
+
+using OpenSound = std::unique_ptr<SNDFILE, int (*)(SNDFILE*)>;
+
+template <class Sample>
+void WriteWith(sf_count_t (*write)(SNDFILE*, const Sample*, sf_count_t), const std::string& path,
+               int format, int rate, int channels, const std::vector<Sample>& samples) {
+  SF_INFO info{};
+  info.format = format;
+  info.samplerate = rate;
+  info.channels = channels;
+  const OpenSound sound(sf_open(path.c_str(), SFM_WRITE, &info), sf_close);
+  ASSERT_NE(sound, nullptr) << path << ": " << sf_strerror(nullptr);
+  sf_command(sound.get(), SFC_SET_CLIPPING, nullptr, SF_TRUE);
+  const auto count = static_cast<sf_count_t>(samples.size());
+  ASSERT_EQ(write(sound.get(), samples.data(), count), count) << path;
+}
+
+void Keep(const harvane::LogMeasurement& measurement, void* context) {
+  static_cast<std::vector<harvane::LogMeasurement>*>(context)->push_back(measurement);
+}
+
+std::size_t SamplesOf(int rate, int channels, double seconds) {
+  return static_cast<std::size_t>(rate * seconds) * static_cast<std::size_t>(channels);
+}
+
+}  // namespace
+
+Workplace::Workplace() = default;
+
+RunResult Workplace::Run(const std::string& arguments, const std::string& before) const {
+  const TemporaryFolder streams;
+  const std::string command = "cd '" + files.Text() + "'; export HOME='" + home.Text() +
+                              "' XDG_CONFIG_HOME='" + home.Text() + "'; " + before +
+                              " " HARVANE_PROGRAM " " + arguments + " >'" + streams.FileIn("out") +
+                              "' 2>'" + streams.FileIn("err") + "'";
+  const int status = std::system(command.c_str());
+  const int code = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+  return {code, ReadBytes(streams.FileIn("out")), ReadBytes(streams.FileIn("err"))};
+}
+
+std::vector<std::string> Workplace::Names() const {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(files.Path())) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::string Workplace::LogFolder() const { return home.FileIn("Documents/HarvaneLogs"); }
+
+void WriteSound(const std::string& path, int format, int rate, int channels,
+                const std::vector<std::int16_t>& interleaved) {
+  WriteWith(sf_write_short, path, format, rate, channels, interleaved);
+}
+
+void WriteFloats(const std::string& path, int format, int rate, int channels,
+                 const std::vector<double>& interleaved) {
+  WriteWith(sf_write_double, path, format, rate, channels, interleaved);
+}
+
+void WriteIntegers(const std::string& path, int format, int rate, int channels,
+                   const std::vector<int>& interleaved) {
+  WriteWith(sf_write_int, path, format, rate, channels, interleaved);
+}
+
+Sound ReadSound(const std::string& path) {
+  Sound sound{};
+  const OpenSound file(sf_open(path.c_str(), SFM_READ, &sound.info), sf_close);
+  if (!file) {
+    ADD_FAILURE() << path << ": " << sf_strerror(nullptr);
+    return sound;
+  }
+  sound.samples.resize(static_cast<std::size_t>(sound.info.frames * sound.info.channels));
+  EXPECT_EQ(sf_readf_short(file.get(), sound.samples.data(), sound.info.frames), sound.info.frames);
+  return sound;
+}
+
+DirectResult RunDirectly(ParameterTexts texts, int rate, int channels,
+                         const std::vector<std::int16_t>& interleaved) {
+  const TemporaryFolder logs;
+  texts.logPath = logs.Text();
+  DirectResult result;
+  harvane::HostSession session(harvane::LinkedModuleExports());
+  harvane::SetPassObserver(session.Handle(), {Keep, &result.measurements});
+  session.Configure(ParameterDocument(texts),
+                    {static_cast<std::uint32_t>(rate), static_cast<std::uint32_t>(channels), {}});
+  session.StartSequence();
+  const int passes = texts.numberOfPasses == "1" ? 1 : 2;
+  const auto frames =
+      static_cast<std::uint32_t>(interleaved.size() / static_cast<std::size_t>(channels));
+  for (int pass = 0; pass < passes; ++pass) {
+    session.StartPass(static_cast<std::uint32_t>(pass));
+    session.Deliver(interleaved.data(), frames, &result.output);
+    session.EndPass();
+  }
+  session.EndSequence();
+  harvane::WriteWaitingLogRows();
+  return result;
+}
+
+std::vector<std::int16_t> QuietNoise(int rate, int channels, double seconds) {
+  constexpr int kAmplitude = 1500;
+  return NoiseInt16(7, SamplesOf(rate, channels, seconds), kAmplitude);
+}
+
+std::vector<std::int16_t> PeakyNoise(int rate, int channels, double seconds) {
+  std::vector<std::int16_t> samples = NoiseInt16(9, SamplesOf(rate, channels, seconds), 600);
+  const std::size_t spacing = samples.size() / 10;
+  for (std::size_t i = spacing; i + 64 < samples.size(); i += spacing) {
+    std::fill_n(samples.begin() + static_cast<std::ptrdiff_t>(i), 64, std::int16_t{20000});
+  }
+  return samples;
+}
+
+}  // namespace support
