@@ -17,14 +17,14 @@ int OpenWindows(int windowLength, int hopLength) {
 
 OverlapPowerSums::OverlapPowerSums(int windowLength, int channel, float overlap, void* owner,
                                    WindowCallback callback)
-    : sumCount(OpenWindows(windowLength, HopLengthFor(windowLength, overlap))),
+    : sums(std::make_unique<float[]>(static_cast<std::size_t>(
+          OpenWindows(windowLength, HopLengthFor(windowLength, overlap))))),
+      sumCount(OpenWindows(windowLength, HopLengthFor(windowLength, overlap))),
       windowLength(windowLength),
       channel(channel),
       hopLength(HopLengthFor(windowLength, overlap)),
       owner(owner),
-      callback(callback) {
-  sums.reset(new float[static_cast<std::size_t>(sumCount)]());
-}
+      callback(callback) {}
 
 void OverlapPowerSums::Append(const float* samples, int count, int position) {
   while (count > 0) {

@@ -1,0 +1,333 @@
+// Sequence and passes: reading, the three kinds of pass, fetching, the ends of pass and sequence.
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "tests/delay_audio/Jobs.h"
+#include "tests/support/Bits.h"
+#include "tests/support/Signals.h"
+
+namespace harvane {
+namespace {
+
+std::vector<float> ListOf(const CheckedList<float>& list) { return {list.begin(), list.end()}; }
+
+std::vector<std::int16_t> Fetch(DelayAudio* job, std::uint32_t channels) {
+  PcmUnit* unit = nullptr;
+  std::uint32_t flag = 9;
+  job->FetchPcmUnit(&unit, &flag);
+  EXPECT_EQ(flag, 0U);
+  std::vector<std::int16_t> samples;
+  for (std::uint32_t s = 0; s < unit->sampleCount; ++s) {
+    for (std::uint32_t c = 0; c < channels; ++c) samples.push_back(unit->data[c][s]);
+  }
+  unit->release(unit);
+  return samples;
+}
+
+// ---- samples
+
+float Read(std::int16_t sample) {
+  support::CountedUnit unit(&sample, 1, 1, support::Arrangement::kPlanar);
+  return DelayAudio::ReadSample(*unit.Record(), 0, 0);
+}
+
+TEST(DelayAudioSamples, FullScaleIs32767ForBothSigns) {
+  EXPECT_BITS_EQ(1.0F, Read(32767));
+  EXPECT_BITS_EQ(-1.0F, Read(-32767));
+  EXPECT_BITS_EQ(-1.000030517578125F, Read(-32768));
+  EXPECT_BITS_EQ(0.0F, Read(0));
+}
+
+TEST(DelayAudioSamples, QuotientIsRoundedToSinglePrecision) {
+  for (int sample = -32768; sample <= 32767; ++sample) {
+    ASSERT_BITS_EQ(static_cast<float>(static_cast<double>(sample) / 32767.0),
+                   Read(static_cast<std::int16_t>(sample)))
+        << sample;
+  }
+}
+
+TEST(DelayAudioSamples, SampleLiesStrideSamplesBehindTheOneBefore) {
+  const std::int16_t memory[] = {100, 200, 300, 400, 500, 600, 700};
+  PcmUnit unit{};
+  unit.data[5] = const_cast<std::int16_t*>(memory) + 1;
+  unit.stride[5] = 2;
+  unit.sampleCount = 3;
+  EXPECT_BITS_EQ(static_cast<float>(200 / 32767.0), DelayAudio::ReadSample(unit, 0, 5));
+  EXPECT_BITS_EQ(static_cast<float>(600 / 32767.0), DelayAudio::ReadSample(unit, 2, 5));
+  unit.stride[5] = 0;
+  EXPECT_BITS_EQ(static_cast<float>(200 / 32767.0), DelayAudio::ReadSample(unit, 2, 5));
+}
+
+struct ClampCase {
+  float value;
+  std::int16_t sample;
+};
+
+TEST(DelayAudioSamples, OutputIsClampedAndTruncatedTowardsZero) {
+  const float justBelow = 1.0F - 1.0F / 16777216;
+  const ClampCase cases[] = {
+      {1.0F, 32767},
+      {-1.0F, -32767},
+      {1.5F, 32767},
+      {-1.5F, -32767},
+      {-1.000030517578125F, -32767},
+      {justBelow, 32766},
+      {-justBelow, -32766},
+      {0.0F, 0},
+      {-0.0F, 0},
+      {static_cast<float>(1 / 32767.0), 0},
+      {static_cast<float>(-1 / 32767.0), 0},
+      {0.5F, 16383},  // 16383.5
+      {-0.5F, -16383},
+      {3.4e38F, 32767},
+      {1e-40F, 0},
+      {std::numeric_limits<float>::infinity(), 32767},
+      {-std::numeric_limits<float>::infinity(), -32767},
+      {std::numeric_limits<float>::quiet_NaN(), 0},
+  };
+  TestJob job(TextsOfPasses(1), 48000, 1);
+  job->StartSequence();
+  for (const ClampCase& wanted : cases) {
+    Probe::OutputAccumulators(*job)[0].Append(wanted.value);
+    EXPECT_EQ(Fetch(&*job, 1), std::vector<std::int16_t>{wanted.sample})
+        << support::Show(wanted.value);
+  }
+}
+
+// ---- sequence
+
+TEST(DelayAudioPasses, SequenceMakesEmptyListsOnePerChannel) {
+  TestJob job(TextsOfPasses(2), 48000, 5);
+  for (int round = 0; round < 2; ++round) {
+    job->StartSequence();
+    EXPECT_EQ(Probe::InputAccumulators(*job).Size(), 5U);
+    EXPECT_EQ(Probe::OutputAccumulators(*job).Size(), 5U);
+    for (std::size_t c = 0; c < 5; ++c) {
+      EXPECT_TRUE(Probe::InputAccumulators(*job)[c].IsEmpty());
+      EXPECT_TRUE(Probe::OutputAccumulators(*job)[c].IsEmpty());
+    }
+    job->StartPass(0);
+    job.Deliver(std::vector<std::int16_t>(5 * 10, 1));
+  }
+  job->EndSequence();
+  EXPECT_TRUE(Probe::InputAccumulators(*job).IsEmpty());
+  EXPECT_TRUE(Probe::OutputAccumulators(*job).IsEmpty());
+}
+
+TEST(DelayAudioPasses, StartOfAPassSetsNumberAndCounterAndNothingElse) {
+  TestJob job(TextsOfPasses(1));
+  job->StartSequence();
+  job->StartPass(0);
+  job.Deliver({1, 2, 3, 4});
+  EXPECT_EQ(Probe::SampleCounter(*job), 2);
+  job->StartPass(7);
+  EXPECT_EQ(Probe::CurrentPass(*job), 7U);
+  EXPECT_EQ(Probe::SampleCounter(*job), 0);
+  EXPECT_EQ(Probe::InputAccumulators(*job)[0].Size(), 2U);
+  EXPECT_EQ(Probe::OutputAccumulators(*job)[0].Size(), 2U);
+}
+
+// ---- delivering
+
+TEST(DelayAudioPasses, FirstPassOfTwoGathersTracksAndGivesNothingBack) {
+  auto texts = TextsOfPasses(2);
+  texts.formats[0] = "1";
+  TestJob job(texts);
+  job->StartSequence();
+  job->StartPass(0);
+  EXPECT_EQ(job.Deliver({32767, 1, -32767, 1}), 0U);
+  EXPECT_EQ(ListOf(Probe::InputAccumulators(*job)[0]), (std::vector<float>{1.0F, -1.0F}));
+  EXPECT_TRUE(Probe::InputAccumulators(*job)[1].IsEmpty()) << "channel 1 has no track";
+  EXPECT_TRUE(Probe::OutputAccumulators(*job)[0].IsEmpty());
+  EXPECT_TRUE(Probe::OutputAccumulators(*job)[1].IsEmpty());
+}
+
+TEST(DelayAudioPasses, SinglePassCopiesEveryChannelAndGathersTracks) {
+  auto texts = TextsOfPasses(1);
+  texts.formats[0] = "1";
+  TestJob job(texts);
+  job->StartSequence();
+  job->StartPass(0);
+  EXPECT_EQ(job.Deliver({32767, -32767, 0, 32767}), 1U);
+  EXPECT_EQ(ListOf(Probe::OutputAccumulators(*job)[0]), (std::vector<float>{1.0F, 0.0F}));
+  EXPECT_EQ(ListOf(Probe::OutputAccumulators(*job)[1]), (std::vector<float>{-1.0F, 1.0F}));
+  EXPECT_EQ(ListOf(Probe::InputAccumulators(*job)[0]), (std::vector<float>{1.0F, 0.0F}));
+  EXPECT_TRUE(Probe::InputAccumulators(*job)[1].IsEmpty());
+}
+
+TEST(DelayAudioPasses, SinglePassAppliesNoGain) {
+  TestJob job(TextsOfPasses(1));
+  job->StartSequence();
+  Probe::TrackGains(*job).Append(0.25F);
+  Probe::LimiterNeeded(*job).Append(false);
+  job->StartPass(0);
+  job.Deliver({32767, -32767});
+  EXPECT_EQ(Fetch(&*job, 2), (std::vector<std::int16_t>{32767, -32767}));
+}
+
+TEST(DelayAudioPasses, SecondPassOfTwoAppliesTheTracksGain) {
+  TestJob job(TextsOfPasses(2));
+  job->StartSequence();
+  Probe::TrackGains(*job).Append(0.25F);
+  Probe::LimiterNeeded(*job).Append(false);
+  job->StartPass(1);
+  EXPECT_EQ(job.Deliver({32767, -32767}), 1U);
+  EXPECT_EQ(Fetch(&*job, 2), (std::vector<std::int16_t>{8191, -8191}));
+}
+
+TEST(DelayAudioPasses, GainAboveFullScaleIsHeldByTheClampAlone) {
+  TestJob job(TextsOfPasses(2));
+  job->StartSequence();
+  Probe::TrackGains(*job).Append(4.0F);
+  Probe::LimiterNeeded(*job).Append(false);
+  job->StartPass(1);
+  job.Deliver({32767, -32767});
+  EXPECT_EQ(ListOf(Probe::OutputAccumulators(*job)[0]), std::vector<float>{4.0F});
+  EXPECT_EQ(Fetch(&*job, 2), (std::vector<std::int16_t>{32767, -32767}));
+}
+
+TEST(DelayAudioPasses, ChannelWithoutATrackPassesTheSecondPassUnchanged) {
+  auto texts = TextsOfPasses(2);
+  texts.formats[0] = "1";
+  TestJob job(texts);
+  job->StartSequence();
+  Probe::TrackGains(*job).Append(0.5F);
+  Probe::LimiterNeeded(*job).Append(false);
+  job->StartPass(1);
+  job.Deliver({32767, 32767});
+  EXPECT_EQ(Fetch(&*job, 2), (std::vector<std::int16_t>{16383, 32767}));
+  EXPECT_TRUE(Probe::InputAccumulators(*job)[1].IsEmpty());
+}
+
+TEST(DelayAudioPasses, CounterRisesOncePerFrameAfterItsChannels) {
+  for (const int passes : {1, 2}) {
+    TestJob job(TextsOfPasses(passes), 48000, 4);
+    job->StartSequence();
+    job->StartPass(0);
+    job.Deliver(std::vector<std::int16_t>(4 * 100, 1));
+    EXPECT_EQ(Probe::SampleCounter(*job), 100);
+    job.Deliver(std::vector<std::int16_t>(4 * 17, 1));
+    EXPECT_EQ(Probe::SampleCounter(*job), 117);
+  }
+}
+
+TEST(DelayAudioPasses, NullUnitChangesNothing) {
+  for (const int passes : {1, 2}) {
+    TestJob job(TextsOfPasses(passes));
+    job->StartSequence();
+    job->StartPass(0);
+    job.Deliver({1, 2});
+    std::uint32_t flag = 9;
+    job->DeliverPcmUnit(nullptr, &flag);
+    EXPECT_EQ(flag, passes == 2 ? 0U : 9U);
+    EXPECT_EQ(Probe::SampleCounter(*job), 1);
+    EXPECT_EQ(Probe::InputAccumulators(*job)[0].Size(), 1U);
+  }
+}
+
+TEST(DelayAudioPasses, ChunkRunsAcrossUnits) {
+  TestJob job(TextsOfPasses(2));
+  job->StartSequence();
+  job->StartPass(0);
+  job.Deliver(std::vector<std::int16_t>(2 * 238, 16384));
+  EXPECT_EQ(Probe::InputAccumulators(*job)[1].Size(), 238U);
+  EXPECT_BITS_EQ(-70.0F, job->Results()[0].maxTruePeak);
+  job.Deliver({16384, 16384, 16384, 16384});
+  EXPECT_EQ(Probe::InputAccumulators(*job)[1].Size(), 1U);
+  EXPECT_GT(job->Results()[0].maxTruePeak, -70.0F);
+  EXPECT_EQ(job->Results()[0].maxTruePeakPosition, 238);
+}
+
+TEST(DelayAudioPasses, ZeroBlockSizeMeasuresNothing) {
+  TestJob job(TextsOfPasses(1), 100);
+  EXPECT_EQ(Probe::BlockSize(*job), 0U);
+  job->StartSequence();
+  job->StartPass(0);
+  job.Deliver(std::vector<std::int16_t>(2 * 1000, 16384));
+  EXPECT_EQ(Probe::InputAccumulators(*job)[0].Size(), 1000U);
+  EXPECT_BITS_EQ(-70.0F, job->Results()[0].maxTruePeak);
+}
+
+// ---- fetching
+
+TEST(DelayAudioPasses, FetchGivesAllThatWaitsInOnePiece) {
+  TestJob job(TextsOfPasses(1));
+  job->StartSequence();
+  job->StartPass(0);
+  job.Deliver({32767, 0});
+  job.Deliver({0, 32767, -32767, -32767});
+  EXPECT_EQ(Fetch(&*job, 2), (std::vector<std::int16_t>{32767, 0, 0, 32767, -32767, -32767}));
+  EXPECT_TRUE(Fetch(&*job, 2).empty());
+}
+
+TEST(DelayAudioPasses, CountOfChannelZeroStandsForAll) {
+  TestJob job(TextsOfPasses(1));
+  job->StartSequence();
+  Probe::OutputAccumulators(*job)[0].Append(1.0F);
+  Probe::OutputAccumulators(*job)[1].Append(1.0F);
+  Probe::OutputAccumulators(*job)[1].Append(-1.0F);
+  EXPECT_EQ(Fetch(&*job, 2), (std::vector<std::int16_t>{32767, 32767}));
+  EXPECT_TRUE(Probe::OutputAccumulators(*job)[1].IsEmpty());
+}
+
+TEST(DelayAudioPassesDeathTest, ChannelWithFewerWaitingThanChannelZeroStops) {
+  TestJob job(TextsOfPasses(1));
+  job->StartSequence();
+  Probe::OutputAccumulators(*job)[0].Append(1.0F);
+  EXPECT_DEATH(Fetch(&*job, 2), "list index");
+}
+
+TEST(DelayAudioPassesDeathTest, FetchWithoutChannelsStops) {
+  TestJob job(TextsOfPasses(1), 48000, 0);
+  job->StartSequence();
+  EXPECT_DEATH(Fetch(&*job, 0), "list index");
+}
+
+// ---- end of a pass
+
+TEST(DelayAudioPasses, EndOfAPassDropsWhatWasGathered) {
+  for (const int passes : {0, 1, 2, 3}) {
+    TestJob job(TextsOfPasses(passes));
+    job->StartSequence();
+    job->StartPass(0);
+    job.Deliver(std::vector<std::int16_t>(2 * 300, 1));
+    job->EndPass();
+    for (std::size_t c = 0; c < 2; ++c) {
+      EXPECT_TRUE(Probe::InputAccumulators(*job)[c].IsEmpty()) << passes;
+      EXPECT_TRUE(Probe::OutputAccumulators(*job)[c].IsEmpty()) << passes;
+    }
+    EXPECT_EQ(Probe::InputAccumulators(*job).Size(), 2U) << "the lists themselves stay";
+  }
+}
+
+TEST(DelayAudioPasses, DecisionIsMadeAfterTheFirstPassOfTwoOnly) {
+  for (const int passes : {0, 1, 2, 3}) {
+    TestJob job(TextsOfPasses(passes));
+    job->StartSequence();
+    job->StartPass(0);
+    job->EndPass();
+    EXPECT_EQ(job->TrackGains().Size(), passes == 2 ? 1U : 0U) << passes;
+    EXPECT_EQ(job->LimiterNeeded().Size(), passes == 2 ? 1U : 0U) << passes;
+  }
+}
+
+TEST(DelayAudioPasses, StreamShorterThanAChunkKeepsTheResetValues) {
+  TestJob job(TextsOfPasses(1));
+  job->StartSequence();
+  job->StartPass(0);
+  job.Deliver(std::vector<std::int16_t>(2 * 238, 32767));
+  job->EndPass();
+  const TrackMeasurement& result = job->Results()[0];
+  for (const float level : {result.maxMomentary, result.maxShortTerm, result.integratedLoudness,
+                            result.loudnessRange, result.maxTruePeak}) {
+    EXPECT_BITS_EQ(-70.0F, level);
+  }
+  EXPECT_EQ(result.maxMomentaryPosition, 0);
+  EXPECT_EQ(result.maxShortTermPosition, 0);
+  EXPECT_EQ(result.maxTruePeakPosition, 0);
+}
+
+}  // namespace
+}  // namespace harvane
