@@ -53,8 +53,8 @@ class PayloadCursor {
   }
 
   std::string Text() {
-    const std::string text(frame.payload.begin() + static_cast<std::ptrdiff_t>(position),
-                           frame.payload.end());
+    std::string text(frame.payload.begin() + static_cast<std::ptrdiff_t>(position),
+                     frame.payload.end());
     position = frame.payload.size();
     return text;
   }

@@ -12,8 +12,8 @@
 _COM_SMARTPTR_TYPEDEF(IXMLDOMDocument, IID_IXMLDOMDocument);
 _COM_SMARTPTR_TYPEDEF(IXMLDOMNode, IID_IXMLDOMNode);
 #else
-struct _xmlDoc;
-struct _xmlNode;
+struct _xmlDoc;   // NOLINT(bugprone-reserved-identifier): the names are libxml2's
+struct _xmlNode;  // NOLINT(bugprone-reserved-identifier)
 #endif
 
 // Reading an XML document by XPath: MSXML through COM on Windows, libxml2
@@ -54,7 +54,7 @@ class ComError {
 class ComApartmentGuard {
  public:
   ComApartmentGuard();
-  ~ComApartmentGuard();
+  ~ComApartmentGuard();  // NOLINT(performance-trivially-destructible): not where there is COM
   ComApartmentGuard(const ComApartmentGuard&) = delete;
   ComApartmentGuard& operator=(const ComApartmentGuard&) = delete;
 
