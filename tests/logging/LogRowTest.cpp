@@ -63,6 +63,12 @@ juce::Time LocalTime(int year, int month, int day, int hour, int minute, int sec
 
 // ---- header
 
+// Whether a NaN shows its sign is the C library's.
+std::string WithoutSignOfNaN(std::string text) {
+  for (std::size_t at; (at = text.find("-nan")) != std::string::npos;) text.erase(at, 1);
+  return text;
+}
+
 TEST(LogRow, HeaderHasABlankAfterEachCommaAndItsLineFeed) {
   EXPECT_EQ(
       "Name, Pass, StartingChannelIndex, EndChannelIndex, ChannelsFormat, Integrated Loudness, "
@@ -156,10 +162,10 @@ TEST(LogRow, AgreesWithTheTwin) {
     const std::string row =
         RowOf("Name", Measurement(values, pass, startChannel, channelCount, frameRate, sampleRate),
               frameRate);
-    ASSERT_EQ(
-        twin::RowText("Name", pass, startChannel, channelCount, values, frameRate, sampleRate) +
-            "\n",
-        row)
+    ASSERT_EQ(WithoutSignOfNaN(twin::RowText("Name", pass, startChannel, channelCount, values,
+                                             frameRate, sampleRate) +
+                               "\n"),
+              WithoutSignOfNaN(row))
         << "frame rate " << frameRate << ", sample rate " << sampleRate;
     ASSERT_EQ(12, std::count(row.begin(), row.end(), ','));
     ASSERT_EQ(std::string::npos, row.find(' '));
@@ -274,14 +280,16 @@ TEST(LogRow, TenthsAgreeWithTheTwin) {
   support::ForEachSeed(20000, [](std::uint64_t seed) {
     support::NoiseSource noise(seed);
     const float value = support::AnyFloat(&noise, seed % 2 == 0 ? 80.0F : 1.0F);
-    ASSERT_EQ(twin::TenthsText(value), Tenths(value)) << support::Show(value);
+    ASSERT_EQ(WithoutSignOfNaN(twin::TenthsText(value)), WithoutSignOfNaN(Tenths(value)))
+        << support::Show(value);
   });
 }
 
 TEST(LogRow, TenthsAgreeWithTheTwinAtEveryHundredth) {
   for (int hundredths = -10000; hundredths <= 10000; ++hundredths) {
     const float value = static_cast<float>(hundredths) / 100.0F;
-    ASSERT_EQ(twin::TenthsText(value), Tenths(value)) << support::Show(value);
+    ASSERT_EQ(WithoutSignOfNaN(twin::TenthsText(value)), WithoutSignOfNaN(Tenths(value)))
+        << support::Show(value);
   }
 }
 
