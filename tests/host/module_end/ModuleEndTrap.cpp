@@ -159,7 +159,7 @@ int RunThreads(const ModuleExports& exports, const Plan& plan) {
 }
 
 // Still known where leaks are looked for.
-LoadedModule* leftLoaded = nullptr;
+LoadedModule* volatile leftLoaded = nullptr;
 
 // Returns the status, where the end itself does not.
 int Run(const Plan& plan) {
