@@ -100,6 +100,15 @@ std::string Encode(const wchar_t* text) {
   return encoded;
 }
 
+// libxml2 prepares itself at its first use, which two threads must not do at once.
+void PrepareLibrary() {
+  static const bool isReady = [] {
+    xmlInitParser();
+    return true;
+  }();
+  static_cast<void>(isReady);
+}
+
 std::shared_ptr<_xmlDoc> Own(xmlDoc* document) {
   return std::shared_ptr<_xmlDoc>(document, xmlFreeDoc);
 }
@@ -150,7 +159,10 @@ ResultCode XmlNode::GetText(XmlText* text) const {
   return kSuccess;
 }
 
-XmlDocument::XmlDocument() : document(Own(xmlNewDoc(AsXml("1.0")))) {}
+XmlDocument::XmlDocument() {
+  PrepareLibrary();
+  document = Own(xmlNewDoc(AsXml("1.0")));
+}
 
 ResultCode XmlDocument::LoadXml(const wchar_t* text, bool* isSuccessful) {
   if (document == nullptr) throw ComError(kEmptyPointer);
