@@ -60,8 +60,9 @@ OrvelSingletonLoudnessLogger::~OrvelSingletonLoudnessLogger() {
   entries.consume_all([](LogEntry* entry) { delete entry; });
 }
 
-void OrvelSingletonLoudnessLogger::AddEntry(LogMeasurement measurement, std::string logFileName,
-                                            std::string logPath, std::string logEntryName,
+void OrvelSingletonLoudnessLogger::AddEntry(const LogMeasurement& measurement,
+                                            const std::string& logFileName,
+                                            const std::string& logPath, std::string logEntryName,
                                             int frameRate) {
   if (logEntryName.empty()) logEntryName = DefaultEntryName(clock());
   auto entry = std::make_unique<LogEntry>(LogEntry{LogRow(logEntryName, measurement, frameRate),

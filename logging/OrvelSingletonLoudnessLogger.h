@@ -56,8 +56,8 @@ class OrvelSingletonLoudnessLogger : public juce::Thread {
 
   // Forms the row now, with the clock's time where `logEntryName` is empty, and
   // queues it. `frameRate` in whole video frames per second, 0 for none.
-  void AddEntry(LogMeasurement measurement, std::string logFileName, std::string logPath,
-                std::string logEntryName, int frameRate);
+  void AddEntry(const LogMeasurement& measurement, const std::string& logFileName,
+                const std::string& logPath, std::string logEntryName, int frameRate);
 
   void run() override;
 
