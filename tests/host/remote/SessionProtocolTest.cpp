@@ -14,7 +14,7 @@ using Bytes = std::vector<std::uint8_t>;
 ByteSource From(const Bytes& bytes, std::size_t step, std::size_t* position) {
   return [&bytes, step, position](void* target, std::size_t size) {
     const std::size_t count = std::min({size, step, bytes.size() - *position});
-    std::memcpy(target, bytes.data() + *position, count);
+    std::copy_n(bytes.data() + *position, count, static_cast<std::uint8_t*>(target));
     *position += count;
     return count;
   };
