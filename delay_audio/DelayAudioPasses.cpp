@@ -3,26 +3,17 @@
 
 #include "delay_audio/DelayAudio.h"
 #include "delay_audio/RecordRelease.h"
+#include "measurement/ChunkKernels.h"
 #include "platform/FatalStop.h"
 
 namespace harvane {
 namespace {
 
-constexpr float kFullScale = 32767.0F;  // both signs, both directions
 constexpr int kTwoPasses = 2;
 constexpr std::uint32_t kFirstPass = 0;
 constexpr std::uint32_t kSecondPass = 1;
 
 std::size_t Index(int i) { return static_cast<std::size_t>(i); }
-
-// Deliberate: truncates, so most positive values come back one step lower when
-// they were not changed. What is not a number becomes 0.
-std::int16_t ToSample(float v) {
-  v = v < -1.0F ? -1.0F : v;
-  v = v > 1.0F ? 1.0F : v;
-  v = v == v ? v : 0.0F;
-  return static_cast<std::int16_t>(static_cast<int>(static_cast<double>(v) * kFullScale));
-}
 
 }  // namespace
 
@@ -37,8 +28,7 @@ void DelayAudio::ReadSamples(const PcmUnit& unit, std::uint32_t s, std::uint32_t
   if (c >= kPcmUnitChannels) FatalStop("channel beyond the unit's");
   const std::size_t stride = unit.stride[c];
   const std::int16_t* const first = unit.data[c] + s * stride;
-  for (std::size_t i = 0; i < count; ++i) out[i] = static_cast<float>(first[i * stride]);
-  for (std::size_t i = 0; i < count; ++i) out[i] /= kFullScale;
+  ActiveKernels().fromPcm(first, stride, count, out);
 }
 
 void DelayAudio::StartSequence() {
@@ -161,7 +151,7 @@ void DelayAudio::FetchPcmUnit(PcmUnit** outUnit, std::uint32_t* outFlag) {
     CheckedList<float>& waiting = outputAccumulators[Index(c)];
     // The list of channel 0 stands for all: a shorter one ends here.
     if (count > 0) static_cast<void>(waiting[count - 1]);
-    std::transform(waiting.Data(), waiting.Data() + count, samples, ToSample);
+    ActiveKernels().toPcm(waiting.Data(), count, samples);
     unit->stride[c] = 1;
     waiting.Clear();
   }

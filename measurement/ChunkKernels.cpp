@@ -3,6 +3,7 @@
 #include <atomic>
 
 #include "measurement/Arithmetic.h"
+#include "measurement/SampleMath.h"
 
 namespace harvane {
 namespace {
@@ -65,6 +66,30 @@ void Peaks(const float* x, int n, const PolyphaseBank& bank, float /*exactFrom*/
   for (int i = 0; i < n; ++i) peaks[i] = TruePeak(x + i, 1, bank);
 }
 
+constexpr float kPcmFullScale = 32767.0F;  // both signs, both directions
+
+void FromPcm(const std::int16_t* pcm, std::size_t stride, std::size_t n, float* out) {
+  for (std::size_t i = 0; i < n; ++i) {
+    out[i] = static_cast<float>(pcm[i * stride]) / kPcmFullScale;
+  }
+}
+
+void ToPcm(const float* x, std::size_t n, std::int16_t* pcm) {
+  for (std::size_t i = 0; i < n; ++i) {
+    float v = x[i];
+    v = v < -1.0F ? -1.0F : v;
+    v = v > 1.0F ? 1.0F : v;
+    v = v == v ? v : 0.0F;
+    pcm[i] = static_cast<std::int16_t>(static_cast<int>(static_cast<double>(v) * kPcmFullScale));
+  }
+}
+
+void DecibelsToGains(float* values, std::size_t n) {
+  for (std::size_t i = 0; i < n; ++i) {
+    values[i] = TenToThe(static_cast<float>(static_cast<double>(values[i]) / 20.0));
+  }
+}
+
 std::atomic<const ChunkKernels*> forcedKernels{nullptr};
 
 struct KernelList {
@@ -90,7 +115,8 @@ const KernelList& Kernels() {
 
 }  // namespace
 
-const ChunkKernels kPlainKernels = {"plain", WeightAndSum, LargestMagnitude, TruePeak, Peaks};
+const ChunkKernels kPlainKernels = {"plain", WeightAndSum, LargestMagnitude, TruePeak, Peaks,
+                                    FromPcm, ToPcm,        DecibelsToGains};
 
 const ChunkKernels* const* AvailableKernels(int* count) {
   *count = Kernels().count;

@@ -1,6 +1,9 @@
 #ifndef HARVANE_MEASUREMENT_CHUNKKERNELS_H
 #define HARVANE_MEASUREMENT_CHUNKKERNELS_H
 
+#include <cstddef>
+#include <cstdint>
+
 #include "measurement/KWeighting.h"
 #include "measurement/PolyphaseBank.h"
 
@@ -43,6 +46,17 @@ struct ChunkKernels {
   // The same for each of `n` samples by itself, into `peaks`. A peak that is above
   // 0.0 and below `exactFrom` may come as any value between the two.
   void (*peaks)(const float* x, int n, const PolyphaseBank& bank, float exactFrom, float* peaks);
+
+  // `n` 16-bit samples that lie `stride` samples apart: each divided by 32767.
+  void (*fromPcm)(const std::int16_t* pcm, std::size_t stride, std::size_t n, float* out);
+
+  // Each limited to full scale, times 32767, cut towards zero; NaN becomes 0.
+  // Deliberate: no rounding, so most positive values come back one step lower when
+  // they were not changed.
+  void (*toPcm)(const float* x, std::size_t n, std::int16_t* pcm);
+
+  // In place: 10 to the power of a twentieth of each, which is rounded to single before.
+  void (*decibelsToGains)(float* values, std::size_t n);
 };
 
 // The best set for this processor, chosen at the first call; or the forced one.

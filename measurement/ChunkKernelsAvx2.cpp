@@ -3,6 +3,7 @@
 #include <immintrin.h>
 
 #include "measurement/ChunkKernels.h"
+#include "measurement/SampleMath.h"
 
 namespace harvane {
 namespace {
@@ -238,8 +239,140 @@ void Peaks(const float* x, int n, const PolyphaseBank& bank, float /*exactFrom*/
   for (int k = 0; i + k < n; ++k) peaks[i + k] = values[k];
 }
 
+// x / 32767, rounded once: with the reciprocal, corrected by what is left. Tried
+// for all 16-bit values.
+__m256 OverFullScale(__m256i samples) {
+  const __m256 x = _mm256_cvtepi32_ps(samples);
+  const __m256 reciprocal = _mm256_set1_ps(1.0F / 32767.0F);
+  const __m256 quotient = _mm256_mul_ps(x, reciprocal);
+  const __m256 left = _mm256_fnmadd_ps(quotient, _mm256_set1_ps(32767.0F), x);
+  return _mm256_fmadd_ps(left, reciprocal, quotient);
+}
+
+void FromPcm(const std::int16_t* pcm, std::size_t stride, std::size_t n, float* out) {
+  std::size_t i = 0;
+  if (stride == 1) {
+    for (; i + 8 <= n; i += 8) {
+      const __m128i eight = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pcm + i));
+      _mm256_storeu_ps(out + i, OverFullScale(_mm256_cvtepi16_epi32(eight)));
+    }
+  } else if (stride == 2) {
+    // A load takes the other channel's sample behind the last one as well.
+    for (; i + 8 < n; i += 8) {
+      const __m256i pairs = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pcm + 2 * i));
+      const __m256i samples = _mm256_srai_epi32(_mm256_slli_epi32(pairs, 16), 16);
+      _mm256_storeu_ps(out + i, OverFullScale(samples));
+    }
+  } else {
+    for (; i + 8 <= n; i += 8) {
+      const std::int16_t* const x = pcm + i * stride;
+      const __m128i eight =
+          _mm_setr_epi16(x[0], x[stride], x[2 * stride], x[3 * stride], x[4 * stride],
+                         x[5 * stride], x[6 * stride], x[7 * stride]);
+      _mm256_storeu_ps(out + i, OverFullScale(_mm256_cvtepi16_epi32(eight)));
+    }
+  }
+  for (; i < n; ++i) out[i] = static_cast<float>(pcm[i * stride]) / 32767.0F;
+}
+
+__m128i ScaledAndCut(__m128 v) {
+  return _mm256_cvttpd_epi32(_mm256_mul_pd(_mm256_cvtps_pd(v), _mm256_set1_pd(32767.0)));
+}
+
+void ToPcm(const float* x, std::size_t n, std::int16_t* pcm) {
+  std::size_t i = 0;
+  for (; i + 8 <= n; i += 8) {
+    const __m256 v = _mm256_loadu_ps(x + i);
+    const __m256 number = _mm256_and_ps(v, _mm256_cmp_ps(v, v, _CMP_ORD_Q));
+    const __m256 limited =
+        _mm256_max_ps(_mm256_min_ps(number, _mm256_set1_ps(1.0F)), _mm256_set1_ps(-1.0F));
+    const __m128i low = ScaledAndCut(_mm256_castps256_ps128(limited));
+    const __m128i high = ScaledAndCut(_mm256_extractf128_ps(limited, 1));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(pcm + i), _mm_packs_epi32(low, high));
+  }
+  kPlainKernels.toPcm(x + i, n - i, pcm + i);
+}
+
+// log2(10) in two parts: the first has so few digits that its product with a
+// single is exact.
+constexpr double kLog2Of10High = 0x1.a934f08000000p+1;
+constexpr double kLog2Of10Low = 0x1.79a3715fc9258p-27;
+// Taylor series of 2 to the power of r, the highest power first. For |r| <= 1/2 what
+// is left out is below 2^-52 of the value.
+constexpr double kPowerSeries[] = {0x1.c3bd650fc2986p-36,
+                                   0x1.e8cac7351bb25p-32,
+                                   0x1.e4cf5158b8ecap-28,
+                                   0x1.b5253d395e7c4p-24,
+                                   0x1.62c0223a5c824p-20,
+                                   0x1.ffcbfc588b0c7p-17,
+                                   0x1.430912f86c787p-13,
+                                   0x1.5d87fe78a6731p-10,
+                                   0x1.3b2ab6fba4e77p-7,
+                                   0x1.c6b08d704a0c0p-5,
+                                   0x1.ebfbdff82c58fp-3,
+                                   0x1.62e42fefa39efp-1,
+                                   1.0};
+
+// Four gains as doubles, off by a few units of their last digit.
+__m256d NearGains(__m128 exponents) {
+  const __m256d x = _mm256_cvtps_pd(exponents);
+  const __m256d high = _mm256_mul_pd(x, _mm256_set1_pd(kLog2Of10High));
+  const __m256d whole = _mm256_round_pd(high, _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
+  const __m256d r = _mm256_fmadd_pd(x, _mm256_set1_pd(kLog2Of10Low), _mm256_sub_pd(high, whole));
+  __m256d series = _mm256_set1_pd(kPowerSeries[0]);
+  for (int k = 1; k < static_cast<int>(sizeof kPowerSeries / sizeof kPowerSeries[0]); ++k) {
+    series = _mm256_fmadd_pd(series, r, _mm256_set1_pd(kPowerSeries[k]));
+  }
+  const __m256i steps = _mm256_cvtepi32_epi64(_mm256_cvtpd_epi32(whole));
+  return _mm256_castsi256_pd(
+      _mm256_add_epi64(_mm256_castpd_si256(series), _mm256_slli_epi64(steps, 52)));
+}
+
+// The lanes that lie within 2^-41 of the middle between two singles.
+int DoubtfulLanes(__m256d gains) {
+  constexpr long long kDoubt = 0x800;
+  const __m256i low = _mm256_and_si256(_mm256_castpd_si256(gains), _mm256_set1_epi64x(0x1FFFFFFF));
+  const __m256i above = _mm256_cmpgt_epi64(low, _mm256_set1_epi64x(0x10000000 - kDoubt - 1));
+  const __m256i below = _mm256_cmpgt_epi64(_mm256_set1_epi64x(0x10000000 + kDoubt + 1), low);
+  return _mm256_movemask_pd(_mm256_castsi256_pd(_mm256_and_si256(above, below)));
+}
+
+// Exponents of four gains, rounded to single.
+__m128 Exponents(__m128 decibels) {
+  return _mm256_cvtpd_ps(_mm256_div_pd(_mm256_cvtps_pd(decibels), _mm256_set1_pd(20.0)));
+}
+
+void DecibelsToGains(float* values, std::size_t n) {
+  // Up to it either way, gains are normal singles.
+  const __m256 mostDecibels = _mm256_set1_ps(700.0F);
+  std::size_t i = 0;
+  for (; i + 8 <= n; i += 8) {
+    const __m256 decibels = _mm256_loadu_ps(values + i);
+    const __m128 low = Exponents(_mm256_castps256_ps128(decibels));
+    const __m128 high = Exponents(_mm256_extractf128_ps(decibels, 1));
+    const __m256d lowGains = NearGains(low);
+    const __m256d highGains = NearGains(high);
+    int doubtful =
+        _mm256_movemask_ps(_mm256_cmp_ps(Magnitude(decibels), mostDecibels, _CMP_NLE_UQ));
+    doubtful |= DoubtfulLanes(lowGains) | DoubtfulLanes(highGains) << 4;
+    alignas(32) float exponents[8];
+    if (doubtful != 0) {
+      _mm_store_ps(exponents, low);
+      _mm_store_ps(exponents + 4, high);
+    }
+    _mm_storeu_ps(values + i, _mm256_cvtpd_ps(lowGains));
+    _mm_storeu_ps(values + i + 4, _mm256_cvtpd_ps(highGains));
+    for (int lane = 0; doubtful != 0; ++lane, doubtful >>= 1) {
+      if ((doubtful & 1) != 0)
+        values[i + static_cast<std::size_t>(lane)] = TenToThe(exponents[lane]);
+    }
+  }
+  kPlainKernels.decibelsToGains(values + i, n - i);
+}
+
 }  // namespace
 
-const ChunkKernels kAvx2Kernels = {"AVX2+FMA", WeightAndSum, LargestMagnitude, TruePeak, Peaks};
+const ChunkKernels kAvx2Kernels = {"AVX2+FMA", WeightAndSum, LargestMagnitude, TruePeak, Peaks,
+                                   FromPcm,    ToPcm,        DecibelsToGains};
 
 }  // namespace harvane

@@ -24,17 +24,18 @@ constexpr float kSmallestLevel = 0x1p-24F;
 constexpr double kSmallestSumShare = 0x1p-28;
 constexpr double kSmallestSum = 0x1p-100;
 
-// Watches roundings for the one pattern that can go wrong: the digits cut off
+__m128d Round(__m128d v) { return _mm_cvtps_pd(_mm_cvtpd_ps(v)); }
+
+// Watches sums for the one pattern whose rounding can go wrong: the digits cut off
 // are exactly a border between two singles.
 struct Watch {
   __m128i seen = _mm_setzero_si128();
 
-  __m128d Round(__m128d sum) {
-    const __m128i cutOff = _mm_set_epi32(0, 0x1FFFFFFF, 0, 0x1FFFFFFF);
-    const __m128i border = _mm_set_epi32(1, 0x10000000, 1, 0x10000000);
-    const __m128i low = _mm_and_si128(_mm_castpd_si128(sum), cutOff);
-    seen = _mm_or_si128(seen, _mm_cmpeq_epi32(low, border));
-    return _mm_cvtps_pd(_mm_cvtpd_ps(sum));
+  void Look(__m128d one, __m128d other) {
+    const __m128i low = _mm_castps_si128(
+        _mm_shuffle_ps(_mm_castpd_ps(one), _mm_castpd_ps(other), _MM_SHUFFLE(2, 0, 2, 0)));
+    const __m128i cutOff = _mm_and_si128(low, _mm_set1_epi32(0x1FFFFFFF));
+    seen = _mm_or_si128(seen, _mm_cmpeq_epi32(cutOff, _mm_set1_epi32(0x10000000)));
   }
   bool IsClear() const { return _mm_movemask_epi8(seen) == 0; }
 };
@@ -83,8 +84,32 @@ struct PairState {
   __m128d x1, x2, y1, y2, z1, z2;
 };
 
-// `frames` frames of two channels into `tile`, weighted. False where a rounding
-// is in doubt; then the state is of no use.
+constexpr int kSumPairs = kLaneSums / 2;
+
+// Adds the squares of both channels of the tile to their sums.
+void AddSquares(const __m128d* tile, int frames, __m128d (&leftSums)[kSumPairs],
+                __m128d (&rightSums)[kSumPairs]) {
+  __m128d l0 = leftSums[0], l1 = leftSums[1], l2 = leftSums[2], l3 = leftSums[3];
+  __m128d r0 = rightSums[0], r1 = rightSums[1], r2 = rightSums[2], r3 = rightSums[3];
+  for (int i = 0; i < frames; ++i) {
+    const __m128d squares = _mm_mul_pd(tile[i], tile[i]);
+    const __m128d left = _mm_unpacklo_pd(squares, squares);
+    const __m128d right = _mm_unpackhi_pd(squares, squares);
+    l0 = Round(_mm_add_pd(left, l0));
+    l1 = Round(_mm_add_pd(left, l1));
+    l2 = Round(_mm_add_pd(left, l2));
+    l3 = Round(_mm_add_pd(left, l3));
+    r0 = Round(_mm_add_pd(right, r0));
+    r1 = Round(_mm_add_pd(right, r1));
+    r2 = Round(_mm_add_pd(right, r2));
+    r3 = Round(_mm_add_pd(right, r3));
+  }
+  leftSums[0] = l0, leftSums[1] = l1, leftSums[2] = l2, leftSums[3] = l3;
+  rightSums[0] = r0, rightSums[1] = r1, rightSums[2] = r2, rightSums[3] = r3;
+}
+
+// `frames` frames of two channels into `tile`, weighted. False where a rounding is in
+// doubt; then the state is of no use.
 bool WeightTile(const KWeightingCoefficients& k, const float* left, const float* right, int frames,
                 PairState* state, __m128d* tile, __m128d* largest) {
   const auto set = [](float v) { return _mm_set1_pd(static_cast<double>(v)); };
@@ -102,18 +127,22 @@ bool WeightTile(const KWeightingCoefficients& k, const float* left, const float*
   for (int i = 0; i < frames; ++i) {
     const __m128d x = _mm_cvtps_pd(_mm_unpacklo_ps(_mm_load_ss(left + i), _mm_load_ss(right + i)));
     // A product is exact, so rounding it is rounding once.
-    __m128d y = _mm_cvtps_pd(_mm_cvtpd_ps(_mm_add_pd(_mm_mul_pd(b0, x), zero)));
-    y = watch.Round(_mm_add_pd(_mm_mul_pd(b1, s.x1), y));
-    y = watch.Round(_mm_add_pd(_mm_mul_pd(b2, s.x2), y));
-    y = watch.Round(_mm_sub_pd(y, _mm_mul_pd(a1, s.y1)));
-    y = watch.Round(_mm_sub_pd(y, _mm_mul_pd(a2, s.y2)));
+    const __m128d y0 = Round(_mm_add_pd(_mm_mul_pd(b0, x), zero));
+    const __m128d y1 = _mm_add_pd(_mm_mul_pd(b1, s.x1), y0);
+    const __m128d y2 = _mm_add_pd(_mm_mul_pd(b2, s.x2), Round(y1));
+    watch.Look(y1, y2);
+    const __m128d y3 = _mm_sub_pd(Round(y2), _mm_mul_pd(a1, s.y1));
+    const __m128d y4 = _mm_sub_pd(Round(y3), _mm_mul_pd(a2, s.y2));
+    watch.Look(y3, y4);
+    const __m128d y = Round(y4);
     // The second stage's own factors are 1, -2 and 1: sums of two singles, which a
     // double always rounds as once.
-    __m128d z = _mm_sub_pd(_mm_add_pd(y, zero), _mm_add_pd(s.y1, s.y1));
-    z = _mm_cvtps_pd(_mm_cvtpd_ps(z));
-    z = _mm_cvtps_pd(_mm_cvtpd_ps(_mm_add_pd(z, s.y2)));
-    z = watch.Round(_mm_sub_pd(z, _mm_mul_pd(d1, s.z1)));
-    z = watch.Round(_mm_sub_pd(z, _mm_mul_pd(d2, s.z2)));
+    const __m128d z0 = Round(_mm_sub_pd(_mm_add_pd(y, zero), _mm_add_pd(s.y1, s.y1)));
+    const __m128d z1 = Round(_mm_add_pd(z0, s.y2));
+    const __m128d z2 = _mm_sub_pd(z1, _mm_mul_pd(d1, s.z1));
+    const __m128d z3 = _mm_sub_pd(Round(z2), _mm_mul_pd(d2, s.z2));
+    watch.Look(z2, z3);
+    const __m128d z = Round(z3);
     s = {x, s.x1, y, s.y1, z, s.z1};
     top = _mm_max_pd(MagnitudeOf(z), top);
     tile[i] = z;
@@ -121,28 +150,6 @@ bool WeightTile(const KWeightingCoefficients& k, const float* left, const float*
   *state = s;
   *largest = top;
   return watch.IsClear();
-}
-
-// Adds the squares of one channel of the tile to four pairs of its sums.
-template <int kLane>
-void AddSquares(const __m128d* tile, int frames, __m128d (&sums)[kLaneSums / 2]) {
-  __m128d s0 = sums[0];
-  __m128d s1 = sums[1];
-  __m128d s2 = sums[2];
-  __m128d s3 = sums[3];
-  const auto round = [](__m128d v) { return _mm_cvtps_pd(_mm_cvtpd_ps(v)); };
-  for (int i = 0; i < frames; ++i) {
-    const __m128d z = _mm_shuffle_pd(tile[i], tile[i], kLane * 3);
-    const __m128d square = _mm_mul_pd(z, z);
-    s0 = round(_mm_add_pd(square, s0));
-    s1 = round(_mm_add_pd(square, s1));
-    s2 = round(_mm_add_pd(square, s2));
-    s3 = round(_mm_add_pd(square, s3));
-  }
-  sums[0] = s0;
-  sums[1] = s1;
-  sums[2] = s2;
-  sums[3] = s3;
 }
 
 template <int kLane>
@@ -155,31 +162,27 @@ void AddSquaresPlainly(const __m128d* tile, int frames, float* sum) {
   }
 }
 
+void LoadSums(const ChannelLanes& lanes, int lane, __m128d (&sums)[kSumPairs]) {
+  for (int p = 0; p < kSumPairs; ++p) {
+    sums[p] = _mm_set_pd(static_cast<double>(lanes.sums[2 * p + 1][lane]),
+                         static_cast<double>(lanes.sums[2 * p][lane]));
+  }
+}
+
+// Those sums that a double may not have rounded right are done again.
 template <int kLane>
-void SumTile(ChannelLanes* lanes, int lane, const __m128d* tile, int frames, double largest) {
+void SaveSums(ChannelLanes* lanes, int lane, const __m128d (&sums)[kSumPairs], const __m128d* tile,
+              int frames, double largest) {
   const double square = largest * largest;
-  bool isPlain[kLaneSums];
-  float before[kLaneSums];
-  __m128d pairs[kLaneSums / 2];
   for (int s = 0; s < kLaneSums; ++s) {
-    before[s] = lanes->sums[s][lane];
-    isPlain[s] = !(before[s] >= kSmallestSumShare * square && before[s] >= kSmallestSum);
-  }
-  for (int p = 0; p < kLaneSums / 2; ++p) {
-    pairs[p] =
-        _mm_set_pd(static_cast<double>(before[2 * p + 1]), static_cast<double>(before[2 * p]));
-  }
-  AddSquares<kLane>(tile, frames, pairs);
-  for (int p = 0; p < kLaneSums / 2; ++p) {
-    double values[2];
-    _mm_storeu_pd(values, pairs[p]);
-    lanes->sums[2 * p][lane] = static_cast<float>(values[0]);
-    lanes->sums[2 * p + 1][lane] = static_cast<float>(values[1]);
-  }
-  for (int s = 0; s < kLaneSums; ++s) {
-    if (!isPlain[s]) continue;
-    lanes->sums[s][lane] = before[s];
-    AddSquaresPlainly<kLane>(tile, frames, &lanes->sums[s][lane]);
+    float& sum = lanes->sums[s][lane];
+    if (sum >= kSmallestSumShare * square && sum >= kSmallestSum) {
+      double pair[2];
+      _mm_storeu_pd(pair, sums[s / 2]);
+      sum = static_cast<float>(pair[s % 2]);
+    } else {
+      AddSquaresPlainly<kLane>(tile, frames, &sum);
+    }
   }
 }
 
@@ -223,6 +226,11 @@ void WeightAndSumPair(ChannelLanes* lanes, int first, int n) {
         HasFaintSample(lanes->input1 + second, 1) || HasFaintSample(lanes->input2 + second, 1);
     if (!isFaint && WeightTile(*lanes->coefficients, lanes->samples[first], lanes->samples[second],
                                frames, &state, tile, &largest)) {
+      __m128d leftSums[kSumPairs];
+      __m128d rightSums[kSumPairs];
+      LoadSums(*lanes, first, leftSums);
+      LoadSums(*lanes, second, rightSums);
+      AddSquares(tile, frames, leftSums, rightSums);
       StorePair(lanes->input1, first, second, state.x1);
       StorePair(lanes->input2, first, second, state.x2);
       StorePair(lanes->middle1, first, second, state.y1);
@@ -231,8 +239,8 @@ void WeightAndSumPair(ChannelLanes* lanes, int first, int n) {
       StorePair(lanes->output2, first, second, state.z2);
       double tops[2];
       _mm_storeu_pd(tops, largest);
-      SumTile<0>(lanes, first, tile, frames, tops[0]);
-      if (second != first) SumTile<1>(lanes, second, tile, frames, tops[1]);
+      SaveSums<0>(lanes, first, leftSums, tile, frames, tops[0]);
+      if (second != first) SaveSums<1>(lanes, second, rightSums, tile, frames, tops[1]);
     } else {
       RedoPlainly(lanes, first, second, frames);
     }
@@ -346,8 +354,57 @@ float TruePeak(const float* x, int n, const PolyphaseBank& bank) {
   return largest;
 }
 
+// The lower halves of four pairs of samples, as floats.
+__m128 LowerHalves(__m128i pairs) {
+  const __m128i samples = _mm_srai_epi32(_mm_slli_epi32(pairs, 16), 16);
+  return _mm_div_ps(_mm_cvtepi32_ps(samples), _mm_set1_ps(32767.0F));
+}
+
+void FromPcm(const std::int16_t* pcm, std::size_t stride, std::size_t n, float* out) {
+  std::size_t i = 0;
+  if (stride == 1) {
+    for (; i + 4 <= n; i += 4) {
+      const __m128i four = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(pcm + i));
+      _mm_storeu_ps(out + i, LowerHalves(_mm_unpacklo_epi16(four, four)));
+    }
+  } else if (stride == 2) {
+    // A load takes the other channel's sample behind the last one as well.
+    for (; i + 4 < n; i += 4) {
+      const __m128i pairs = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pcm + 2 * i));
+      _mm_storeu_ps(out + i, LowerHalves(pairs));
+    }
+  } else {
+    for (; i + 4 <= n; i += 4) {
+      const std::int16_t* const x = pcm + i * stride;
+      const __m128i four = _mm_setr_epi32(x[0], x[stride], x[2 * stride], x[3 * stride]);
+      _mm_storeu_ps(out + i, _mm_div_ps(_mm_cvtepi32_ps(four), _mm_set1_ps(32767.0F)));
+    }
+  }
+  for (; i < n; ++i) out[i] = static_cast<float>(pcm[i * stride]) / 32767.0F;
+}
+
+// Of two operands, the minimum and the maximum are the second where one is NaN.
+void ToPcm(const float* x, std::size_t n, std::int16_t* pcm) {
+  const __m128d scale = _mm_set1_pd(32767.0);
+  std::size_t i = 0;
+  for (; i + 4 <= n; i += 4) {
+    const __m128 v = _mm_loadu_ps(x + i);
+    const __m128 number = _mm_and_ps(v, _mm_cmpord_ps(v, v));
+    const __m128 limited = _mm_max_ps(_mm_min_ps(number, _mm_set1_ps(1.0F)), _mm_set1_ps(-1.0F));
+    const __m128i low = _mm_cvttpd_epi32(_mm_mul_pd(_mm_cvtps_pd(limited), scale));
+    const __m128i high =
+        _mm_cvttpd_epi32(_mm_mul_pd(_mm_cvtps_pd(_mm_movehl_ps(limited, limited)), scale));
+    const __m128i four = _mm_unpacklo_epi64(low, high);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(pcm + i), _mm_packs_epi32(four, four));
+  }
+  kPlainKernels.toPcm(x + i, n - i, pcm + i);
+}
+
+void DecibelsToGains(float* values, std::size_t n) { kPlainKernels.decibelsToGains(values, n); }
+
 }  // namespace
 
-const ChunkKernels kSse2Kernels = {"SSE2", WeightAndSum, LargestMagnitude, TruePeak, Peaks};
+const ChunkKernels kSse2Kernels = {"SSE2",  WeightAndSum, LargestMagnitude, TruePeak, Peaks,
+                                   FromPcm, ToPcm,        DecibelsToGains};
 
 }  // namespace harvane

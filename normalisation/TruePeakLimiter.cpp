@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "measurement/Arithmetic.h"
+#include "measurement/ChunkKernels.h"
 #include "measurement/SampleMath.h"
 
 namespace harvane {
@@ -18,6 +19,12 @@ constexpr float kDefaultRatio = 100.0F;
 constexpr float kDefaultKneeDb = 12.0F;
 constexpr float kDefaultMakeupDb = 0.0F;
 constexpr float kEuler = 2.7182817459106445F;  // e, held in single precision
+
+// Decibels whose gain rounds to 1.
+bool IsIdle(float decibels) {
+  constexpr float kNoReductionDb = 2.58859671e-07F;
+  return decibels <= 0.0F && decibels >= -kNoReductionDb;
+}
 
 }  // namespace
 
@@ -82,24 +89,40 @@ void TruePeakLimiter::PushRun(float* run, int n, int channel) {
 void TruePeakLimiter::GainsFor(const float* peaks, int n, float* gains) {
   constexpr int kControl = 0;  // a track has one gain
   const float start = KneeStart();
+  float hold = peakHold[kControl];
+  float smooth = smoothed[kControl];
+  float newReduction = reduction[kControl];
+  float decibels = control[kControl];
+  int newest = -1;
+  bool isAllIdle = true;
+  // First the recursion, in decibels, then the powers, which know no order.
   for (int i = 0; i < n; ++i) {
     const float peak = peaks[i];
-    if (peak == 0.0F) {
-      gains[i] = 1.0F;
-      continue;
-    }
-    if (peak < start) {
-      reduction[kControl] = 0.0F;
-    } else {
+    gains[i] = 0.0F;
+    if (peak == 0.0F) continue;
+    newReduction = 0.0F;
+    if (!(peak < start)) {
       ToDecibels(peak, kControl);
       ApplyStaticCurve(inputLevel[kControl], kControl);
-      TakeReduction(kControl);
+      newReduction = inputLevel[kControl] - curveOutput[kControl];
     }
-    SmoothReduction(reduction[kControl], kControl);
-    ApplyMakeup(kControl);
-    ToLinear(kControl);
-    gains[i] = linearGain[kControl];
+    hold = NextHold(hold, newReduction);
+    smooth = NextSmoothed(smooth, hold);
+    decibels = makeup - smooth;
+    gains[i] = decibels;
+    isAllIdle = isAllIdle && IsIdle(decibels);
+    newest = i;
   }
+  reduction[kControl] = newReduction;
+  peakHold[kControl] = hold;
+  smoothed[kControl] = smooth;
+  control[kControl] = decibels;
+  if (isAllIdle) {
+    std::fill(gains, gains + n, 1.0F);
+  } else {
+    ActiveKernels().decibelsToGains(gains, static_cast<std::size_t>(n));
+  }
+  if (newest >= 0) linearGain[kControl] = gains[newest];
 }
 
 float TruePeakLimiter::KneeStart() const {
@@ -151,13 +174,21 @@ void TruePeakLimiter::TakeReduction(int index) {
 }
 
 void TruePeakLimiter::SmoothReduction(float newReduction, int index) {
-  const double release = releaseCoefficient;
-  const double attack = attackCoefficient;
   float& hold = peakHold[Index(index)];
-  const auto falling = static_cast<float>(release * hold + (1.0 - release) * newReduction);
-  hold = falling < newReduction ? newReduction : falling;
   float& smooth = smoothed[Index(index)];
-  smooth = static_cast<float>(attack * smooth + (1.0 - attack) * hold);
+  hold = NextHold(hold, newReduction);
+  smooth = NextSmoothed(smooth, hold);
+}
+
+float TruePeakLimiter::NextHold(float hold, float newReduction) const {
+  const double release = releaseCoefficient;
+  const auto falling = static_cast<float>(release * hold + (1.0 - release) * newReduction);
+  return falling < newReduction ? newReduction : falling;
+}
+
+float TruePeakLimiter::NextSmoothed(float smooth, float hold) const {
+  const double attack = attackCoefficient;
+  return static_cast<float>(attack * smooth + (1.0 - attack) * hold);
 }
 
 void TruePeakLimiter::ApplyMakeup(int index) {
@@ -165,14 +196,7 @@ void TruePeakLimiter::ApplyMakeup(int index) {
 }
 
 void TruePeakLimiter::ToLinear(int index) {
-  // 10 to the power of so little rounds to 1.
-  constexpr float kNoReductionDb = 2.58859671e-07F;
-  const float decibels = control[Index(index)];
-  if (decibels <= 0.0F && decibels >= -kNoReductionDb) {
-    linearGain[Index(index)] = 1.0F;
-    return;
-  }
-  const auto exponent = static_cast<float>(static_cast<double>(decibels) / 20.0);
+  const auto exponent = static_cast<float>(static_cast<double>(control[Index(index)]) / 20.0);
   linearGain[Index(index)] = TenToThe(exponent);
 }
 

@@ -114,6 +114,8 @@ class TruePeakLimiter {
  private:
   static std::size_t Index(int index) { return static_cast<std::size_t>(index); }
   float CoefficientFor(float seconds) const;
+  float NextHold(float hold, float newReduction) const;
+  float NextSmoothed(float smooth, float hold) const;
   bool IsBelowKnee(float peak) const;
   float FindKneeStart() const;
 

@@ -3,13 +3,20 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "tests/measurement/RandomSamples.h"
+#include "tests/support/AnyFloat.h"
 #include "tests/support/Bits.h"
 #include "tests/support/Signals.h"
 #include "tests/support/TestMain.h"
+#include "tests/support/twin/Kernels.h"
 
 namespace harvane {
 namespace {
@@ -136,6 +143,116 @@ TEST(ChunkKernels, PeaksAgreeWithThePlainOnes) {
           ASSERT_BITS_EQ(wanted[i], peaks[i]);
         }
       }
+    }
+  });
+}
+
+// Every 16-bit value, in every place of a vector; the quotient is rounded once where a double one
+// is rounded again, which for these values is the same.
+TEST(ChunkKernels, EveryPcmValueIsDividedByFullScale) {
+  for (const std::size_t stride : {1U, 2U, 3U, 6U, 32U}) {
+    std::vector<std::int16_t> pcm(65536 * stride);
+    std::vector<float> wanted(65536);
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+      const int value = static_cast<int>(i) - 32768;
+      pcm[i * stride] = static_cast<std::int16_t>(value);
+      wanted[i] = static_cast<float>(value / 32767.0);
+    }
+    int count = 0;
+    const ChunkKernels* const* const all = AvailableKernels(&count);
+    for (int k = 0; k < count; ++k) {
+      SCOPED_TRACE(std::string(all[k]->name) + ", stride " + std::to_string(stride));
+      for (std::size_t first = 0; first < 9; ++first) {
+        std::vector<float> got(wanted.size() - first);
+        all[k]->fromPcm(pcm.data() + first * stride, stride, got.size(), got.data());
+        ASSERT_EQ(0, std::memcmp(wanted.data() + first, got.data(), got.size() * sizeof(float)));
+      }
+    }
+  }
+}
+
+// A page that ends with the last sample tells of a load beyond it.
+TEST(ChunkKernels, PcmIsReadNoFurtherThanItsLastSample) {
+  for (const std::size_t stride : {1U, 2U, 3U, 6U, 32U}) {
+    for (std::size_t n = 0; n < 40; ++n) {
+      const std::size_t length = n == 0 ? 0 : (n - 1) * stride + 1;
+      const auto pcm = std::make_unique<std::int16_t[]>(length);
+      for (std::size_t i = 0; i < length; ++i) pcm[i] = static_cast<std::int16_t>(100 * i);
+      std::vector<float> wanted(n);
+      kPlainKernels.fromPcm(pcm.get(), stride, n, wanted.data());
+      for (const ChunkKernels* kernels : FastKernels()) {
+        std::vector<float> got(n);
+        kernels->fromPcm(pcm.get(), stride, n, got.data());
+        ASSERT_TRUE(support::SameLists(wanted, got)) << kernels->name << ", " << n;
+      }
+    }
+  }
+}
+
+TEST(ChunkKernels, PcmOutIsThePlainOne) {
+  support::ForEachSeed(10000, [](std::uint64_t seed) {
+    support::NoiseSource noise(seed);
+    std::vector<float> values(static_cast<std::size_t>(RandomInt(&noise, 0, 40)));
+    for (float& v : values) {
+      // Beside any float, those around the borders between two steps.
+      v = noise.NextBelow(2) == 0
+              ? support::AnyFloat(&noise, 1.1F)
+              : static_cast<float>((static_cast<int>(noise.NextBelow(65537)) - 32768) / 32767.0);
+      if (noise.NextBelow(3) == 0) v = std::nextafter(v, noise.NextBelow(2) == 0 ? 2.0F : -2.0F);
+    }
+    std::vector<std::int16_t> wanted(values.size());
+    kPlainKernels.toPcm(values.data(), values.size(), wanted.data());
+    for (const ChunkKernels* kernels : FastKernels()) {
+      std::vector<std::int16_t> got(values.size());
+      kernels->toPcm(values.data(), values.size(), got.data());
+      ASSERT_EQ(wanted, got) << kernels->name;
+    }
+  });
+}
+
+TEST(ChunkKernels, PcmOutIsCutTowardsZero) {
+  const float values[] = {0.0F,
+                          -0.0F,
+                          1.0F,
+                          -1.0F,
+                          2.0F,
+                          -2.0F,
+                          0.99999F,
+                          -0.5F,
+                          0.5F,
+                          1e-9F,
+                          -1e-9F,
+                          std::numeric_limits<float>::quiet_NaN(),
+                          1.0F / 32767.0F,
+                          3.0518513e-05F};
+  const std::vector<std::int16_t> wanted = {0,      0,     32767, -32767, 32767, -32767, 32766,
+                                            -16383, 16383, 0,     0,      0,     0,      1};
+  int count = 0;
+  const ChunkKernels* const* const all = AvailableKernels(&count);
+  for (int k = 0; k < count; ++k) {
+    std::vector<std::int16_t> got(std::size(values));
+    all[k]->toPcm(values, got.size(), got.data());
+    EXPECT_EQ(wanted, got) << all[k]->name;
+  }
+}
+
+TEST(ChunkKernels, GainsAgreeWithTheTwin) {
+  support::ForEachSeed(10000, [](std::uint64_t seed) {
+    support::NoiseSource noise(seed);
+    std::vector<float> decibels(static_cast<std::size_t>(RandomInt(&noise, 0, 40)));
+    std::vector<float> wanted;
+    for (float& v : decibels) {
+      v = noise.NextBelow(4) == 0 ? support::AnyFloat(&noise, 800.0F)
+                                  : -static_cast<float>(noise.NextBipolar()) * 20.0F;
+      if (noise.NextBelow(8) == 0) v *= 1e-6F;
+      wanted.push_back(twin::Pow(10.0F, static_cast<float>(static_cast<double>(v) / 20.0)));
+    }
+    int count = 0;
+    const ChunkKernels* const* const all = AvailableKernels(&count);
+    for (int k = 0; k < count; ++k) {
+      std::vector<float> got = decibels;
+      all[k]->decibelsToGains(got.data(), got.size());
+      ASSERT_TRUE(support::SameLists(wanted, got)) << all[k]->name;
     }
   });
 }
