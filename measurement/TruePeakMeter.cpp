@@ -94,15 +94,16 @@ float TruePeakMeter::MeasureChunk(int channel, const float* chunk, int n, float*
   constexpr float kNoNews = -std::numeric_limits<float>::infinity();
   SampleHistory& history = *GetHistory(channel);
   history.ReadNewestFirst(scratch, kPeakHistory);
-  std::reverse(scratch, scratch + kPeakHistory);
-  std::copy(chunk, chunk + n, scratch + kPeakHistory);
   const int kept = std::min(n, kTruePeakTaps);
   history.PushRun(chunk + n - kept, kept);
   const ChunkKernels& kernels = ActiveKernels();
   // The level of a magnitude rises with it, so only a larger one is news.
-  if (kernels.largestMagnitude(scratch, n + kPeakHistory) * kLargestSwing <= largest) {
+  if (kernels.largestMagnitude(scratch, kPeakHistory) * kLargestSwing <= largest &&
+      kernels.largestMagnitude(chunk, n) * kLargestSwing <= largest) {
     return kNoNews;
   }
+  std::reverse(scratch, scratch + kPeakHistory);
+  std::copy(chunk, chunk + n, scratch + kPeakHistory);
   const float peak = kernels.truePeak(scratch + kPeakHistory, n, *bank);
   if (peak <= largest) return kNoNews;
   if (peak > largest) largest = peak;
