@@ -12,7 +12,7 @@ std::size_t Index(int i) { return static_cast<std::size_t>(i); }
 // Of equal peaks either; a NaN in the first channel stays.
 void TakeLarger(const float* other, std::size_t n, float* largest) {
   for (std::size_t i = 0; i < n; ++i) {
-    if (largest[i] < other[i]) largest[i] = other[i];
+    largest[i] = largest[i] < other[i] ? other[i] : largest[i];  // no branch: either may be larger
   }
 }
 
