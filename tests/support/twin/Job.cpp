@@ -46,8 +46,12 @@ Job::Start Job::StartSequence() {
   for (int count : layout.trackChannelCounts) {
     TrackState track;
     track.channels.resize(static_cast<std::size_t>(count));
-    track.momentary.window = MomentaryWindow(spec.sampleRate);
-    track.shortTerm.window = ShortTermWindow(spec.sampleRate);
+    const int momentary = MomentaryWindow(spec.sampleRate);
+    const int shortTerm = ShortTermWindow(spec.sampleRate);
+    track.momentary = {momentary, HopOf(momentary, kOverlap)};
+    track.shortTerm = {shortTerm, HopOf(shortTerm, kOverlap)};
+    track.momentaryLooks = {momentary, spec.sampleRate / 100};
+    track.shortTermLooks = {shortTerm, spec.sampleRate / 10};
     track.limiter = DefaultLimiterSettings(spec.sampleRate);
     track.mode = 1;
     tracks.push_back(track);
@@ -204,13 +208,21 @@ void Job::MeasureTrack(std::size_t t, const std::vector<std::vector<float>>& str
 
   track.report.momentary = NewBlocks(&track, &track.momentary);
   track.report.shortTerm = NewBlocks(&track, &track.shortTerm);
-
-  for (const MeterValue& block : track.report.momentary) {
-    TakeMaximum(block.value, block.position, &values.maxMomentary, &values.maxMomentaryPosition);
-  }
   for (const MeterValue& block : track.report.shortTerm) {
-    TakeMaximum(block.value, block.position, &values.maxShortTerm, &values.maxShortTermPosition);
     track.shortTermOfSequence.push_back(block.value);
+  }
+
+  track.report.momentaryLooks = track.report.momentary;
+  track.report.shortTermLooks = track.report.shortTerm;
+  if (!spec.departures.maximaOfSeriesOnly) {
+    track.report.momentaryLooks = NewBlocks(&track, &track.momentaryLooks);
+    track.report.shortTermLooks = NewBlocks(&track, &track.shortTermLooks);
+  }
+  for (const MeterValue& look : track.report.momentaryLooks) {
+    TakeMaximum(look.value, look.position, &values.maxMomentary, &values.maxMomentaryPosition);
+  }
+  for (const MeterValue& look : track.report.shortTermLooks) {
+    TakeMaximum(look.value, look.position, &values.maxShortTerm, &values.maxShortTermPosition);
   }
 
   const RecentRange recent = RecentRangeOf(track.shortTermOfSequence);
@@ -236,8 +248,7 @@ void Job::MeasureTrack(std::size_t t, const std::vector<std::vector<float>>& str
 std::vector<MeterValue> Job::NewBlocks(TrackState* track, SeriesOfBlocks* series) const {
   const std::vector<std::size_t> lengths(track->runPositions.size(),
                                          static_cast<std::size_t>(blockSize));
-  const std::vector<BlockPlace> places =
-      BlockPlaces(series->window, HopOf(series->window, kOverlap), lengths);
+  const std::vector<BlockPlace> places = BlockPlaces(series->window, series->hop, lengths);
 
   std::vector<MeterValue> blocks;
   while (series->reported < places.size()) {
@@ -268,6 +279,8 @@ void Job::SetMode(TrackState* track, int mode) const {
     track->runPositions.clear();
     track->momentary.reported = 0;
     track->shortTerm.reported = 0;
+    track->momentaryLooks.reported = 0;
+    track->shortTermLooks.reported = 0;
     for (ChannelState& channel : track->channels) channel.weighted.clear();
   }
   track->mode = mode;

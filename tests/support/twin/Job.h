@@ -20,6 +20,14 @@
 
 namespace twin {
 
+// Where the method departs from the published one. A test that takes a departure back shows what
+// it does to a value, and that nothing else does.
+struct Departures {
+  // Maxima look at the windows of the gated series only, a quarter of a window apart. Taken back,
+  // they look at windows every 10 ms (momentary) and every 100 ms (short-term).
+  bool maximaOfSeriesOnly = true;
+};
+
 struct JobSpec {
   int sampleRate = 48000;
   int channels = 2;
@@ -32,6 +40,7 @@ struct JobSpec {
   float maxTp = -1.0f;
   float frameRate = 0.0f;
   std::string entryName;
+  Departures departures;
 
   // Video information of the host, used with a frameRate of exactly 1.0.
   bool hasVideo = false;
@@ -60,6 +69,9 @@ struct TrackReport {
   float limiterPeakHold = 0.0f;       // dB
   std::vector<MeterValue> momentary;  // every 0.4 s block of the pass
   std::vector<MeterValue> shortTerm;  // every 3 s block of the pass
+  // The windows that the maxima look at: the blocks, unless that departure is taken back.
+  std::vector<MeterValue> momentaryLooks;
+  std::vector<MeterValue> shortTermLooks;
 };
 
 struct PassResult {
@@ -115,8 +127,9 @@ class Job {
   // The blocks of one window length.
   struct SeriesOfBlocks {
     int window = 0;
-    std::size_t reported = 0;          // blocks per channel already handed on since the reset
-    std::vector<float> pendingPowers;  // of a block that waits for further channels
+    int hop = 0;
+    std::size_t reported = 0;            // blocks per channel already handed on since the reset
+    std::vector<float> pendingPowers{};  // of a block that waits for further channels
     int pendingPosition = 0;
   };
 
@@ -128,6 +141,8 @@ class Job {
     int mode = 0;
     SeriesOfBlocks momentary;
     SeriesOfBlocks shortTerm;
+    SeriesOfBlocks momentaryLooks;
+    SeriesOfBlocks shortTermLooks;
     SeriesState integratedSeries;
     SeriesState rangeSeries;
     std::vector<float> shortTermOfSequence;
