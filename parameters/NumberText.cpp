@@ -32,6 +32,19 @@ bool StartsNumber(std::string_view text) {
   return IsDigit(text.front());
 }
 
+// The exponent that starts `text`, behind "e": a sign or none and digits. 0 where
+// it is not complete, which ends the number in front of it.
+long Exponent(std::string_view text) {
+  constexpr long kFarOut = 1000000000;  // further than any text's own digits
+  const bool isNegative = !text.empty() && text.front() == '-';
+  if (isNegative || (!text.empty() && text.front() == '+')) text.remove_prefix(1);
+  if (text.empty() || !IsDigit(text.front())) return 0;
+  long exponent = 0;
+  const auto parsed = std::from_chars(text.data(), text.data() + text.size(), exponent);
+  if (parsed.ec == std::errc::result_out_of_range || exponent > kFarOut) exponent = kFarOut;
+  return isNegative ? -exponent : exponent;
+}
+
 // A number out of range is huge or tiny; from_chars doesn't say which. It is
 // huge where its first digit other than 0 stands at a power of ten above 0.
 bool IsHuge(std::string_view number) {
@@ -48,14 +61,8 @@ bool IsHuge(std::string_view number) {
       if (!hasDigit && hasPoint) --power;
     }
   }
-  if (i + 1 < number.size() && (number[i] == 'e' || number[i] == 'E')) {
-    bool isNegative = false;
-    const std::string_view digits = Unsigned(number.substr(i + 1), &isNegative);
-    long exponent = 0;
-    constexpr long kFarOut = 1000000000;  // further than any text's own digits
-    const auto parsed = std::from_chars(digits.data(), digits.data() + digits.size(), exponent);
-    if (parsed.ec == std::errc::result_out_of_range || exponent > kFarOut) exponent = kFarOut;
-    power += isNegative ? -exponent : exponent;
+  if (i < number.size() && (number[i] == 'e' || number[i] == 'E')) {
+    power += Exponent(number.substr(i + 1));
   }
   return power > 0;
 }

@@ -154,6 +154,21 @@ TEST(DoubleFromText, BeyondTheRangeIsInfinity) {
   ExpectDouble("-" + std::string(400, '9') + ".5", -kInfinity);
 }
 
+TEST(DoubleFromText, ExponentThatIsNotCompleteCountsNothingBeyondTheRangeEither) {
+  const std::string huge(400, '9');
+  const std::string tiny = "0." + std::string(400, '0') + "1";
+  for (const char* rest : {"e", "E-", "e+", "e -400", "e\t-400", "e+-400", "e-+400", "e--400",
+                           "e- 400", "ex-400", " e-400", "e.5", "f-400"}) {
+    ExpectDouble(huge + rest, kInfinity);
+    ExpectDouble("-" + huge + rest, -kInfinity);
+    ExpectDouble(tiny + rest, 0.0);
+    ExpectDouble("-" + tiny + rest, -0.0);
+  }
+  for (const char* rest : {"e 900", "e+ 900", "e-+900", "e++900"}) ExpectDouble(tiny + rest, 0.0);
+  ExpectDouble(huge + "e-800", 0.0);
+  ExpectDouble(tiny + "e+900", kInfinity);
+}
+
 TEST(DoubleFromText, BelowTheRangeIsZeroWithTheSign) {
   ExpectDouble("4.9406564584124654e-324", std::numeric_limits<double>::denorm_min());
   ExpectDouble("1e-400", 0.0);
