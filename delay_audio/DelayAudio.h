@@ -45,7 +45,7 @@ class DelayAudio {
   static InfoBuffer* GetParameterScheme();
   void SetParameter(const char* xml);
   // Number of tracks, or -1 for a format that is not 1 to 8 in a group in use.
-  // `groupFormats` has four entries; a fifth group ends the process.
+  // `groupFormats` has an entry for each group; a fifth group ends the process.
   int SetupChannelTables(int numberOfGroups, CheckedList<int> groupFormats);
   // False, and nothing stored, for a channel of no track. `channel` >= 0.
   bool LookupChannel(int channel, int* positionInTrack, int* track) const {

@@ -11,7 +11,6 @@
 namespace harvane {
 namespace {
 
-constexpr int kMaxGroups = kMaxChannels / kChannelsPerGroup;
 constexpr int kSurroundChannels = 6;
 constexpr int kMonoFormat = 1;
 constexpr int kStereoFormat = 2;

@@ -5,6 +5,7 @@ namespace harvane {
 
 inline constexpr int kMaxChannels = 32;
 inline constexpr int kChannelsPerGroup = 8;
+inline constexpr int kMaxGroups = kMaxChannels / kChannelsPerGroup;
 inline constexpr int kNoTrack = -1;
 
 // One way of dividing the eight channels of a group into tracks.

@@ -6,6 +6,7 @@
 #include "delay_audio/RecordRelease.h"
 #include "parameters/ParameterScheme.h"
 #include "parameters/XmlReading.h"
+#include "platform/FatalStop.h"
 #include "platform/XmlDom.h"
 
 namespace harvane {
@@ -90,7 +91,9 @@ int DelayAudio::SetupChannelTables(int groupCount, CheckedList<int> groupFormats
   numberOfGroups = groupCount;
   int runningTrack = 0;
   for (int g = 0; g < groupCount; ++g) {
-    const ChannelLayout* const layout = FindChannelLayout(groupFormats[static_cast<unsigned>(g)]);
+    const int format = groupFormats[static_cast<unsigned>(g)];
+    if (g >= kMaxGroups) FatalStop("a fifth group of channels");
+    const ChannelLayout* const layout = FindChannelLayout(format);
     if (layout == nullptr) return kNoTrack;
     for (int i = 0; i < kChannelsPerGroup; ++i) {
       const int c = g * kChannelsPerGroup + i;

@@ -693,6 +693,19 @@ TEST(ChannelTablesDeathTest, FifthGroupStops) {
   EXPECT_DEATH(job.SetupChannelTables(5, {2, 2, 2, 2}), "list index out of range");
 }
 
+TEST(ChannelTablesDeathTest, FifthGroupStopsEvenWhereItHasAFormat) {
+  for (const int fifth : {2, 5, 9}) {
+    DelayAudio job;
+    EXPECT_DEATH(job.SetupChannelTables(5, {2, 2, 2, 2, fifth}), "a fifth group") << fifth;
+    EXPECT_DEATH(job.SetupChannelTables(6, {2, 2, 2, 2, fifth, 2}), "a fifth group") << fifth;
+  }
+}
+
+TEST(ChannelTables, FormatsOfMoreGroupsThanAreInUseAreNotLookedAt) {
+  DelayAudio job;
+  EXPECT_EQ(job.SetupChannelTables(4, {5, 5, 5, 5, 9}), 16);
+}
+
 TEST(ChannelTables, UnknownFormatIsMetBeforeTheFifthGroup) {
   DelayAudio job;
   EXPECT_EQ(job.SetupChannelTables(5, {2, 2, 2, 9}), -1);
