@@ -133,6 +133,11 @@ class DelayAudio {
   // Frames, `frames` at most, until the first of the accumulators is full.
   std::uint32_t FramesToFullChunk(const MeasuredChannel* channels, int count,
                                   std::uint32_t frames) const;
+  // Room for `frames` frames more in the input lists of `channels`, and in the output
+  // lists of all channels, before any of them takes a sample: where memory is
+  // exhausted none runs ahead of the others.
+  void MakeInputRoom(const MeasuredChannel* channels, int count, std::uint32_t frames);
+  void MakeOutputRoom(std::uint32_t frames);
   // Counts `frames` >= 1 frames that every accumulator has taken, and measures
   // the chunks that the last of them filled.
   void FinishFrames(const MeasuredChannel* channels, int count, std::uint32_t frames);

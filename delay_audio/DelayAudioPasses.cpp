@@ -67,6 +67,7 @@ void DelayAudio::DeliverFirstOfTwo(const PcmUnit& unit) {
   const int count = FindMeasuredChannels(channels);
   for (std::uint32_t s = 0; s < unit.sampleCount;) {
     const std::uint32_t frames = FramesToFullChunk(channels, count, unit.sampleCount - s);
+    MakeInputRoom(channels, count, frames);
     for (int i = 0; i < count; ++i) {
       const int c = channels[i].c;
       ReadSamples(unit, s, frames, c, inputAccumulators[Index(c)].Extend(frames));
@@ -81,6 +82,8 @@ void DelayAudio::DeliverSinglePass(const PcmUnit& unit) {
   const int count = FindMeasuredChannels(channels);
   for (std::uint32_t s = 0; s < unit.sampleCount;) {
     const std::uint32_t frames = FramesToFullChunk(channels, count, unit.sampleCount - s);
+    MakeInputRoom(channels, count, frames);
+    MakeOutputRoom(frames);
     for (int c = 0; c < ChannelCount(); ++c) {
       ReadSamples(unit, s, frames, c, outputAccumulators[Index(c)].Extend(frames));
     }
@@ -126,6 +129,14 @@ std::uint32_t DelayAudio::FramesToFullChunk(const MeasuredChannel* channels, int
     }
   }
   return frames;
+}
+
+void DelayAudio::MakeInputRoom(const MeasuredChannel* channels, int count, std::uint32_t frames) {
+  for (int i = 0; i < count; ++i) inputAccumulators[Index(channels[i].c)].MakeRoom(frames);
+}
+
+void DelayAudio::MakeOutputRoom(std::uint32_t frames) {
+  for (int c = 0; c < ChannelCount(); ++c) outputAccumulators[Index(c)].MakeRoom(frames);
 }
 
 void DelayAudio::FinishFrames(const MeasuredChannel* channels, int count, std::uint32_t frames) {

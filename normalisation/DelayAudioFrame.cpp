@@ -31,6 +31,8 @@ void DelayAudio::ProcessFrames(const PcmUnit& unit, std::uint32_t s, std::uint32
   const std::size_t runLength = n + kDelaySamples - 1;
   const std::size_t tracks = trackChannelCounts.Size();
   frameScratch.resize(Index(count) * runLength + 2 * n + tracks * n);
+  MakeInputRoom(channels, count, frames);
+  MakeOutputRoom(frames);
   float* const peaks = frameScratch.data() + Index(count) * runLength;
   float* const trackPeaks = peaks + n;
   float* const gains = trackPeaks + n;

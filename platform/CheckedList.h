@@ -14,7 +14,7 @@ namespace harvane {
 // the exports' guard would turn into a result code.
 //
 // Copying    copies the entries. Entries that are pointers are not owned.
-// Errors     Append throws std::bad_alloc.
+// Errors     what lets the list grow throws std::bad_alloc.
 // Thread     as std::vector.
 template <class T>
 class CheckedList {
@@ -46,6 +46,13 @@ class CheckedList {
   auto end() const { return entries.end(); }
   const T* Data() const { return entries.data(); }
 
+  // Lets the next Extend by `count` do without an allocation. The list grows as
+  // by Extend, but its entries stay as they are, also where memory is exhausted.
+  void MakeRoom(std::size_t count) {
+    if (entries.capacity() - entries.size() >= count) return;
+    entries.resize(entries.size() + count);
+    entries.resize(entries.size() - count);
+  }
   // Adds `count` entries of value T() and gives the address of the first; valid
   // until the list changes.
   T* Extend(std::size_t count) {

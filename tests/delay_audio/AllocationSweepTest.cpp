@@ -7,20 +7,35 @@
 #include <new>
 
 #include "delay_audio/Exports.h"
+#include "tests/delay_audio/Jobs.h"
+#include "tests/support/Bits.h"
 #include "tests/support/CountedRecords.h"
 #include "tests/support/ParameterDocuments.h"
+#include "tests/support/Signals.h"
 #include "tests/support/TemporaryFolder.h"
 
+namespace harvane {
 namespace {
 
 constexpr long kNever = -1;
 
+enum class Shortage {
+  kOnce,     // one allocation fails
+  kLasting,  // and all later ones
+};
+
 // Counts down on the thread that set it; at 0 the allocation fails.
 thread_local long allocationsUntilFailure = kNever;
+thread_local Shortage shortage = Shortage::kLasting;
+thread_local bool hasAllocationFailed = false;
 thread_local long liveAllocations = 0;
 
 void* Allocate(std::size_t size) {
-  if (allocationsUntilFailure == 0) throw std::bad_alloc();
+  if (allocationsUntilFailure == 0) {
+    hasAllocationFailed = true;
+    if (shortage == Shortage::kOnce) allocationsUntilFailure = kNever;
+    throw std::bad_alloc();
+  }
   if (allocationsUntilFailure > 0) --allocationsUntilFailure;
   void* const memory = std::malloc(size == 0 ? 1 : size);
   if (memory == nullptr) throw std::bad_alloc();
@@ -36,11 +51,13 @@ void Free(void* memory) noexcept {
 
 // The code of a call whose n-th allocation fails; `hasFailed` says whether it came to that.
 template <class Call>
-std::uint32_t CallFailingAt(int n, Call call, bool* hasFailed) {
+std::uint32_t CallFailingAt(int n, Call call, bool* hasFailed, Shortage kind = Shortage::kLasting) {
+  hasAllocationFailed = false;
+  shortage = kind;
   allocationsUntilFailure = n;
   const std::uint32_t code = call();
-  *hasFailed = allocationsUntilFailure == 0 && code != 0;
   allocationsUntilFailure = kNever;
+  *hasFailed = hasAllocationFailed;
   return code;
 }
 
@@ -97,15 +114,37 @@ TEST(FailingAllocator, FailsAtItsTurnAndCountsWhatLives) {
   allocationsUntilFailure = 1;
   int* const first = new int(1);
   EXPECT_THROW(static_cast<void>(new int(2)), std::bad_alloc);
+  EXPECT_THROW(static_cast<void>(new int(3)), std::bad_alloc) << "a lasting shortage";
   allocationsUntilFailure = kNever;
   EXPECT_EQ(liveAllocations, before + 1);
   delete first;
   EXPECT_EQ(liveAllocations, before);
 }
 
+TEST(FailingAllocator, FailsOnceWhereTheShortagePasses) {
+  bool hasFailed = false;
+  const auto call = [] {
+    EXPECT_THROW(static_cast<void>(new int(1)), std::bad_alloc);
+    delete new int(2);
+    return 7U;
+  };
+  EXPECT_EQ(CallFailingAt(0, call, &hasFailed, Shortage::kOnce), 7U);
+  EXPECT_TRUE(hasFailed);
+  EXPECT_EQ(CallFailingAt(
+                1, [] { return 0U; }, &hasFailed),
+            0U);
+  EXPECT_FALSE(hasFailed);
+}
+
 TEST_F(AllocationSweep, Open) {
-  void* another = nullptr;
-  EXPECT_GE(Sweep([&] { return xOpen(&another); }), 1);
+  int untouched = 0;
+  void* another = &untouched;
+  const auto checked = [&] {
+    const std::uint32_t code = xOpen(&another);
+    EXPECT_EQ(another == &untouched, code != 0);
+    return code;
+  };
+  EXPECT_GE(Sweep(checked), 1);
   EXPECT_EQ(xClose(another), 0U);
 }
 
@@ -113,8 +152,14 @@ TEST_F(AllocationSweep, RecordsOfTheModule) {
   SetParameter();
   SetFormat();
   for (const auto call : {xGetParameterScheme, xEnumInputInfo, xEnumOutputInfo, xGetErrorMessage}) {
-    InfoBuffer* info = nullptr;
-    EXPECT_GE(Sweep([&] { return call(handle, &info); }), 2) << "a record and its blob";
+    InfoBuffer untouched;
+    InfoBuffer* info = &untouched;
+    const auto checked = [&] {
+      const std::uint32_t code = call(handle, &info);
+      EXPECT_EQ(info == &untouched, code != 0) << "stored on success only";
+      return code;
+    };
+    EXPECT_GE(Sweep(checked), 2) << "a record and its blob";
     ASSERT_NE(info, nullptr);
     EXPECT_EQ(info->release(info), 0U);
   }
@@ -165,14 +210,126 @@ TEST_F(AllocationSweep, DeliverLeavesTheUnitWithItsHostUntilItSucceeds) {
   EXPECT_GE(failures, 1);
 }
 
+TEST_F(AllocationSweep, FailedDeliverOfTheFirstPassOfTwoHasSetTheFlag) {
+  texts.numberOfPasses = "2";
+  SetParameter();
+  SetFormat();
+  ASSERT_EQ(xStartSequenceEx(handle, nullptr), 0U);
+  const PassArgument pass = {0};
+  ASSERT_EQ(xStartPassEx(handle, &pass), 0U);
+  support::CountedUnit unit(std::vector<std::int16_t>(2 * 300, 1000).data(), 300, 2,
+                            support::Arrangement::kPlanar);
+  std::uint32_t flag = 9;
+  bool hasFailed = false;
+  const auto deliver = [&] { return xDeliverPcmUnit(handle, 0, unit.Record(), &flag); };
+  EXPECT_EQ(CallFailingAt(0, deliver, &hasFailed), 2U);
+  EXPECT_EQ(flag, 0U);
+  EXPECT_EQ(unit.Releases(), 0);
+}
+
+// ---- what a failed delivery leaves
+
+enum class Pass { kFirstOfTwo, kSecondOfTwo, kSingle };
+
+class FailedDeliver : public testing::TestWithParam<Pass> {
+ protected:
+  static constexpr std::uint32_t kChannels = 3;  // a stereo track and a channel without one
+  static constexpr std::uint32_t kFrames = 24000;
+  static constexpr std::uint32_t kFirstUnit = 2000;  // several chunks, and the lists grow
+
+  FailedDeliver() : signal(support::Programme(11, 48000, kChannels, kFrames)) {}
+
+  bool GivesOutput() const { return GetParam() != Pass::kFirstOfTwo; }
+
+  void Begin(TestJob* job) const {
+    (*job)->StartSequence();
+    if (GetParam() == Pass::kSecondOfTwo) {
+      Probe::TrackGains(**job).Clear();
+      Probe::LimiterNeeded(**job).Clear();
+      Probe::TrackGains(**job).Append(4.0F);
+      Probe::LimiterNeeded(**job).Append(true);
+    }
+    (*job)->StartPass(GetParam() == Pass::kSecondOfTwo ? 1 : 0);
+  }
+  void DeliverFrom(TestJob* job, int first, std::uint32_t end) const {
+    const auto at = [this](std::uint32_t frame) { return signal.begin() + kChannels * frame; };
+    job->Deliver({at(static_cast<std::uint32_t>(first)), at(end)});
+  }
+  // The first unit with the n-th allocation failing; false where it came to no failure.
+  bool FailAt(int n, TestJob* job) const {
+    support::CountedUnit unit(signal.data(), kFirstUnit, kChannels,
+                              support::Arrangement::kInterleaved);
+    std::uint32_t flag = 0;
+    bool hasFailed = false;
+    const auto deliver = [&] { return xDeliverPcmUnit(&**job, 0, unit.Record(), &flag); };
+    const std::uint32_t code = CallFailingAt(n, deliver, &hasFailed, Shortage::kOnce);
+    EXPECT_EQ(code, hasFailed ? 2U : 0U) << n;
+    return hasFailed;
+  }
+  // All that the pass gave: the maxima as floats, and the output.
+  std::vector<float> Given(TestJob* job) const {
+    const TrackMeasurement& result = (*job)->Results()[0];
+    std::vector<float> given = {result.maxMomentary, result.integratedLoudness, result.maxTruePeak,
+                                static_cast<float>(result.maxMomentaryPosition),
+                                static_cast<float>(result.maxTruePeakPosition)};
+    for (const CheckedList<float>& list : Probe::OutputAccumulators(**job)) {
+      given.insert(given.end(), list.begin(), list.end());
+    }
+    return given;
+  }
+
+  std::vector<std::int16_t> signal;
+};
+
+TEST_P(FailedDeliver, LeavesAllChannelsAtTheSameFrameAndTheRestIsAsWithoutIt) {
+  const auto texts = TextsOfPasses(GetParam() == Pass::kSingle ? 1 : 2);
+  TestJob whole(texts, 48000, kChannels);
+  Begin(&whole);
+  DeliverFrom(&whole, 0, kFrames);
+  const std::vector<float> wanted = Given(&whole);
+  ASSERT_GT(whole->Results()[0].maxMomentary, -70.0F) << "the signal is long enough";
+
+  int failures = 0;
+  for (;; ++failures) {
+    ASSERT_LT(failures, 2000);
+    TestJob job(texts, 48000, kChannels);
+    Begin(&job);
+    if (!FailAt(failures, &job)) break;
+    const int taken = Probe::SampleCounter(*job);
+    const auto& inputs = Probe::InputAccumulators(*job);
+    for (std::size_t c = 0; c < 2; ++c) {
+      EXPECT_EQ(inputs[c].Size(), static_cast<std::size_t>(taken % 239)) << failures;
+    }
+    for (const CheckedList<float>& output : Probe::OutputAccumulators(*job)) {
+      EXPECT_EQ(output.Size(), static_cast<std::size_t>(GivesOutput() ? taken : 0)) << failures;
+    }
+    DeliverFrom(&job, taken, kFrames);
+    ASSERT_TRUE(support::SameLists(wanted, Given(&job))) << "allocation " << failures;
+  }
+  EXPECT_GE(failures, GivesOutput() ? 5 : 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, FailedDeliver,
+                         testing::Values(Pass::kFirstOfTwo, Pass::kSecondOfTwo, Pass::kSingle),
+                         [](const auto& info) {
+                           if (info.param == Pass::kSingle) return "Single";
+                           return info.param == Pass::kFirstOfTwo ? "FirstOfTwo" : "SecondOfTwo";
+                         });
+
 TEST_F(AllocationSweep, FetchReleasesTheUnitUnderConstruction) {
   SetParameter();
   SetFormat();
   ASSERT_EQ(xStartSequenceEx(handle, nullptr), 0U);
-  PcmUnit* unit = nullptr;
-  std::uint32_t flag = 0;
-  EXPECT_EQ(Sweep([&] { return xFetchPcmUnit(handle, 0, &unit, &flag); }), 3)
-      << "a unit and two channels";
+  PcmUnit untouched;
+  PcmUnit* unit = &untouched;
+  std::uint32_t flag = 9;
+  const auto checked = [&] {
+    const std::uint32_t code = xFetchPcmUnit(handle, 0, &unit, &flag);
+    EXPECT_EQ(unit == &untouched, code != 0);
+    EXPECT_EQ(flag, code != 0 ? 9U : 0U);
+    return code;
+  };
+  EXPECT_EQ(Sweep(checked), 3) << "a unit and two channels";
   ASSERT_NE(unit, nullptr);
   EXPECT_EQ(unit->release(unit), 0U);
 }
@@ -186,6 +343,7 @@ TEST_F(AllocationSweep, EndPass) {
   for (;; ++failures) {
     ASSERT_LT(failures, 2000);
     ASSERT_EQ(xStartPassEx(handle, &pass), 0U);
+    shortage = Shortage::kLasting;
     allocationsUntilFailure = failures;
     const std::uint32_t code = xEndPass(handle);
     allocationsUntilFailure = kNever;
@@ -208,10 +366,11 @@ TEST_F(AllocationSweep, CallsWithoutAllocations) {
 }
 
 }  // namespace
+}  // namespace harvane
 
-void* operator new(std::size_t size) { return Allocate(size); }
-void* operator new[](std::size_t size) { return Allocate(size); }
-void operator delete(void* memory) noexcept { Free(memory); }
-void operator delete[](void* memory) noexcept { Free(memory); }
-void operator delete(void* memory, std::size_t /*size*/) noexcept { Free(memory); }
-void operator delete[](void* memory, std::size_t /*size*/) noexcept { Free(memory); }
+void* operator new(std::size_t size) { return harvane::Allocate(size); }
+void* operator new[](std::size_t size) { return harvane::Allocate(size); }
+void operator delete(void* memory) noexcept { harvane::Free(memory); }
+void operator delete[](void* memory) noexcept { harvane::Free(memory); }
+void operator delete(void* memory, std::size_t /*size*/) noexcept { harvane::Free(memory); }
+void operator delete[](void* memory, std::size_t /*size*/) noexcept { harvane::Free(memory); }

@@ -54,6 +54,30 @@ TEST(CheckedList, TakesEntriesThatOnlyMove) {
   EXPECT_EQ(*list[0], 4);
 }
 
+TEST(CheckedList, RoomLetsTheNextExtendStayWhereTheListIs) {
+  for (const std::size_t count : {0U, 1U, 7U, 1000U}) {
+    CheckedList<int> list = {5, 6};
+    list.MakeRoom(count);
+    ASSERT_EQ(std::vector<int>(list.begin(), list.end()), (std::vector<int>{5, 6}));
+    const int* const before = list.Data();
+    list.Extend(count);
+    EXPECT_EQ(list.Data(), before) << count;
+    EXPECT_EQ(list.Size(), 2 + count);
+  }
+}
+
+TEST(CheckedList, RoomGrowsInLeaps) {
+  CheckedList<int> list;
+  int moves = 0;
+  for (int i = 0; i < 10000; ++i) {
+    const int* const before = list.Data();
+    list.MakeRoom(1);
+    if (list.Data() != before) ++moves;
+    list.Append(i);
+  }
+  EXPECT_LE(moves, 20);
+}
+
 TEST(CheckedList, ClearEmptiesAndKeepsTheMemory) {
   CheckedList<int> list;
   list.Reserve(100);
