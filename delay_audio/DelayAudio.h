@@ -99,7 +99,8 @@ class DelayAudio {
   void ProcessFrames(const PcmUnit& unit, std::uint32_t s, std::uint32_t frames,
                      const MeasuredChannel* channels, int count);
 
-  // Queues one row per track with the values of the pass.
+  // Queues one row per track with the values of the pass. A row that memory is lacking
+  // for is lost, and is no failure.
   void LogPass(const std::string& passName);
 
   void SetObserver(PassObserver newObserver) { observer = newObserver; }
@@ -142,6 +143,7 @@ class DelayAudio {
   // the chunks that the last of them filled.
   void FinishFrames(const MeasuredChannel* channels, int count, std::uint32_t frames);
   static void EmptyEach(SampleLists* accumulators);
+  void LogTrack(const std::string& passName, std::size_t t, int startChannel, int endChannel);
   int ChannelCount() const { return static_cast<int>(inputFormat.channels); }
 
   static void OnMomentary(float value, int position, int track, void* context);

@@ -1,5 +1,6 @@
 #include "logging/OrvelSingletonLoudnessLogger.h"
 
+#include <exception>
 #include <new>
 #include <utility>
 
@@ -62,14 +63,16 @@ OrvelSingletonLoudnessLogger::~OrvelSingletonLoudnessLogger() {
 
 void OrvelSingletonLoudnessLogger::AddEntry(const LogMeasurement& measurement,
                                             const std::string& logFileName,
-                                            const std::string& logPath, std::string logEntryName,
-                                            int frameRate) {
-  if (logEntryName.empty()) logEntryName = DefaultEntryName(clock());
-  auto entry = std::make_unique<LogEntry>(LogEntry{LogRow(logEntryName, measurement, frameRate),
-                                                   FromUtf8(logPath), FromUtf8(logFileName)});
-  if (!entries.push(entry.get())) throw std::bad_alloc();
+                                            const std::string& logPath,
+                                            const std::string& logEntryName, int frameRate) try {
+  const std::string name = logEntryName.empty() ? DefaultEntryName(clock()) : logEntryName;
+  auto entry = std::make_unique<LogEntry>(
+      LogEntry{LogRow(name, measurement, frameRate), FromUtf8(logPath), FromUtf8(logFileName)});
+  if (!entries.push(entry.get())) return;
   entry.release();
   ++entryCount;
+} catch (const std::exception&) {
+  // The row is lost.
 }
 
 void OrvelSingletonLoudnessLogger::run() {

@@ -31,8 +31,9 @@ struct LogEntry {
 //
 // Thread     AddEntry: any, at the same time; it takes no lock and never waits.
 //            DrainQueue: the writer, or anyone; one at a time, by `entriesLock`.
-// Errors     a file that cannot be made or written loses its rows, silently.
-//            AddEntry throws std::bad_alloc.
+// Errors     a file that cannot be made or written loses its rows, silently, and
+//            AddEntry its row where memory is exhausted. Making the logger
+//            throws std::bad_alloc.
 //
 // Deliberate: a drain of N entries writes the oldest ceil(N/2) and leaves the
 // others to the next wake-up; the last drain, on unloading, does the same, and
@@ -57,7 +58,7 @@ class OrvelSingletonLoudnessLogger : public juce::Thread {
   // Forms the row now, with the clock's time where `logEntryName` is empty, and
   // queues it. `frameRate` in whole video frames per second, 0 for none.
   void AddEntry(const LogMeasurement& measurement, const std::string& logFileName,
-                const std::string& logPath, std::string logEntryName, int frameRate);
+                const std::string& logPath, const std::string& logEntryName, int frameRate);
 
   void run() override;
 

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "delay_audio/Exports.h"
+#include "logging/OrvelSingletonLoudnessLogger.h"
 #include "tests/delay_audio/Jobs.h"
 #include "tests/support/Bits.h"
 #include "tests/support/CountedRecords.h"
@@ -175,12 +176,12 @@ TEST_F(AllocationSweep, StartSequence) {
   SetParameter();
   SetFormat();
   // What a failed start had made goes with the next one, not with the failure.
+  bool hasFailed = false;
   int failures = 0;
   for (;; ++failures) {
     ASSERT_LT(failures, 2000);
-    allocationsUntilFailure = failures;
-    const std::uint32_t code = xStartSequenceEx(handle, nullptr);
-    allocationsUntilFailure = kNever;
+    const std::uint32_t code = CallFailingAt(
+        failures, [&] { return xStartSequenceEx(handle, nullptr); }, &hasFailed);
     if (code == 0) break;
     ASSERT_EQ(code, 2U) << failures;
   }
@@ -194,14 +195,14 @@ TEST_F(AllocationSweep, DeliverLeavesTheUnitWithItsHostUntilItSucceeds) {
   const PassArgument pass = {0};
   ASSERT_EQ(xStartPassEx(handle, &pass), 0U);
   const std::vector<std::int16_t> samples(2 * 300, 1000);
+  bool hasFailed = false;
   int failures = 0;
   for (;; ++failures) {
     ASSERT_LT(failures, 2000);
     support::CountedUnit unit(samples.data(), 300, 2, support::Arrangement::kPlanar);
     std::uint32_t flag = 9;
-    allocationsUntilFailure = failures;
-    const std::uint32_t code = xDeliverPcmUnit(handle, 0, unit.Record(), &flag);
-    allocationsUntilFailure = kNever;
+    const auto deliver = [&] { return xDeliverPcmUnit(handle, 0, unit.Record(), &flag); };
+    const std::uint32_t code = CallFailingAt(failures, deliver, &hasFailed);
     EXPECT_EQ(unit.Releases(), code == 0 ? 1 : 0) << failures;
     EXPECT_EQ(flag, code == 0 ? 1U : 9U) << failures;
     if (code == 0) break;
@@ -334,23 +335,120 @@ TEST_F(AllocationSweep, FetchReleasesTheUnitUnderConstruction) {
   EXPECT_EQ(unit->release(unit), 0U);
 }
 
-TEST_F(AllocationSweep, EndPass) {
-  SetParameter();
-  SetFormat();
-  ASSERT_EQ(xStartSequenceEx(handle, nullptr), 0U);
-  const PassArgument pass = {0};
+// ---- the end of a pass
+
+struct PassEnd {
+  std::uint32_t code;
+  bool hasFailed;
+};
+
+class AllocationSweepPassEnd : public AllocationSweep {
+ protected:
+  // Ends the first pass of a job with `passes` passes, the n-th allocation failing. Leaves the
+  // sequence under way.
+  PassEnd EndFirstPass(int passes, int n, Shortage kind) {
+    texts.numberOfPasses = std::to_string(passes);
+    texts.logEntryName = "a name that no string holds without an allocation";
+    SetParameter();
+    SetFormat();
+    EXPECT_EQ(xStartSequenceEx(handle, nullptr), 0U);
+    const PassArgument pass = {0};
+    EXPECT_EQ(xStartPassEx(handle, &pass), 0U);
+    PassEnd end{};
+    const auto endPass = [&] { return xEndPass(handle); };
+    end.code = CallFailingAt(n, endPass, &end.hasFailed, kind);
+    return end;
+  }
+  // What the decision keeps for the next sequence would serve it without an allocation.
+  void StartOver() {
+    EXPECT_EQ(xEndSequence(handle), 0U);
+    EXPECT_EQ(xClose(handle), 0U);
+    EXPECT_EQ(xOpen(&handle), 0U);
+  }
+  void ExpectTheSecondPassWorks() {
+    const PassArgument pass = {1};
+    ASSERT_EQ(xStartPassEx(handle, &pass), 0U);
+    support::CountedUnit unit(std::vector<std::int16_t>(2 * 300, 1000).data(), 300, 2,
+                              support::Arrangement::kPlanar);
+    std::uint32_t flag = 9;
+    ASSERT_EQ(xDeliverPcmUnit(handle, 0, unit.Record(), &flag), 0U);
+    EXPECT_EQ(flag, 1U);
+    EXPECT_EQ(xEndPass(handle), 0U);
+  }
+};
+
+TEST_F(AllocationSweepPassEnd, LosesARowAndNeverFailsWhereNothingIsDecided) {
+  for (const Shortage kind : {Shortage::kOnce, Shortage::kLasting}) {
+    int failures = 0;
+    for (;; ++failures) {
+      ASSERT_LT(failures, 2000);
+      const PassEnd end = EndFirstPass(1, failures, kind);
+      ASSERT_EQ(end.code, 0U) << failures;
+      if (!end.hasFailed) break;
+      StartOver();
+    }
+    EXPECT_GE(failures, 5);
+  }
+}
+
+TEST_F(AllocationSweepPassEnd, DecidesTheGainsAfterALostRow) {
+  int lostRows = 0;
   int failures = 0;
   for (;; ++failures) {
     ASSERT_LT(failures, 2000);
-    ASSERT_EQ(xStartPassEx(handle, &pass), 0U);
-    shortage = Shortage::kLasting;
-    allocationsUntilFailure = failures;
-    const std::uint32_t code = xEndPass(handle);
-    allocationsUntilFailure = kNever;
-    if (code == 0) break;
-    ASSERT_EQ(code, 2U) << failures;
+    const PassEnd end = EndFirstPass(2, failures, Shortage::kOnce);
+    if (end.code == 0) ExpectTheSecondPassWorks();
+    if (!end.hasFailed) break;
+    if (end.code == 0) {
+      ASSERT_EQ(lostRows, failures) << "rows come before the decision";
+      ++lostRows;
+    } else {
+      ASSERT_EQ(end.code, 2U) << failures;
+    }
+    StartOver();
   }
-  EXPECT_GE(failures, 1);
+  EXPECT_GE(lostRows, 5);
+  EXPECT_GE(failures - lostRows, 2) << "gains and flags";
+}
+
+TEST(AllocationSweepLogger, EntryThatMemoryIsLackingForIsLostWhole) {
+  constexpr int kNeverMs = 3600000;
+  const support::TemporaryFolder folder;
+  const LogMeasurement measurement = {"Analysis", 0,      1,  -23.5F, 6.25F, -1.75F,
+                                      {},         -18.0F, {}, -14.0F, {}};
+  OrvelSingletonLoudnessLogger logger(OrvelSingletonLoudnessLogger::SystemClock, kNeverMs);
+  const std::string path = folder.Text();
+  const std::string file = "rows that no string holds without an allocation";
+  for (const std::string& name : {std::string(), std::string(100, 'n')}) {
+    for (const Shortage kind : {Shortage::kOnce, Shortage::kLasting}) {
+      const auto add = [&] {
+        logger.AddEntry(measurement, file, path, name, 25);
+        return 0U;
+      };
+      bool hasFailed = true;
+      int failures = 0;
+      for (;; ++failures) {
+        ASSERT_LT(failures, 2000);
+        const long before = liveAllocations;
+        CallFailingAt(failures, add, &hasFailed, kind);
+        if (!hasFailed) break;
+        const long after = liveAllocations;
+        EXPECT_EQ(after, before) << "allocation " << failures << " left something behind";
+        ASSERT_EQ(logger.WaitingEntries(), 0) << failures;
+      }
+      EXPECT_GE(failures, 5);
+      ASSERT_EQ(logger.WaitingEntries(), 1);
+      logger.DrainQueue();
+    }
+  }
+  const std::string bytes = support::ReadBytes(folder.FileIn(file + ".csv"));
+  const std::string row =
+      ",Analysis,0,1,Stereo,-23.5,6.3,-1.7,00:00:00:00,-18.0,00:00:00:00,-14.0,00:00:00:00\n";
+  int rows = 0;
+  for (std::size_t at = bytes.find(row); at != std::string::npos; at = bytes.find(row, at + 1)) {
+    ++rows;
+  }
+  EXPECT_EQ(rows, 4) << bytes;
 }
 
 TEST_F(AllocationSweep, CallsWithoutAllocations) {
