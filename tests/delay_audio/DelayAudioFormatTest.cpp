@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "tests/delay_audio/Jobs.h"
+#include "tests/support/KeepsLines.h"
 
 namespace harvane {
 namespace {
@@ -189,6 +190,54 @@ TEST(DelayAudioFormat, EmptyBlobIsReleasedAndKeepsTheFormat) {
   job->SetInputInfo(info.Record());
   EXPECT_EQ(info.Releases(), 1);
   EXPECT_EQ(Probe::SampleRate(*job), 44100);
+}
+
+// ---- diagnostic lines
+
+TEST(DelayAudioFormat, OfferSaysItsSizeToWhoDebugs) {
+  support::KeepsLines logger;
+  InfoBuffer* const offer = DelayAudio::EnumInputInfo();
+  EXPECT_EQ(logger.lines, std::vector<std::string>{"Sent InfoBuffer size: 120"});
+  offer->release(offer);
+}
+
+TEST(DelayAudioFormat, FormatThatIsSetSaysItsRecordsSizeToWhoDebugs) {
+  const VidePayload vide = support::Vide(25, 1);
+  TestJob job(TextsOfPasses(2));
+  support::KeepsLines logger;
+  job.SetInput(support::FormatBlob(48000, 2));
+  job.SetInput(support::FormatBlobWithVideo(48000, 2, vide));
+  CountedInfo empty(Blob(1));
+  empty.Record()->size = 0;
+  job->SetInputInfo(empty.Record());
+  EXPECT_EQ(logger.lines, (std::vector<std::string>{"Received InfoBuffer size: 48",
+                                                    "Received InfoBuffer size: 120",
+                                                    "Received InfoBuffer size: 0"}));
+}
+
+TEST(DelayAudioFormat, SizeOfARecordIsWrittenWithoutASign) {
+  TestJob job(TextsOfPasses(2));
+  support::KeepsLines logger;
+  // A chunk that reaches to the end of a record of that size.
+  const LpcmPayload lpcm = support::Lpcm(48000, 2);
+  Blob blob;
+  support::AppendChunk(&blob, HARVANE_TAG_LPCM, &lpcm, sizeof lpcm, 0xFFFFFFF0);
+  CountedInfo info(blob);
+  InfoBuffer* const record = info.Record();
+  record->size = 0xFFFFFFF8;
+  record->release = [](void*) -> std::uint32_t { return 0; };
+  job->SetInputInfo(record);
+  EXPECT_EQ(logger.lines, std::vector<std::string>{"Received InfoBuffer size: 4294967288"});
+}
+
+TEST(DelayAudioFormat, OtherCallsOfTheFormatSayNothing) {
+  TestJob job(TextsOfPasses(2));
+  support::KeepsLines logger;
+  InfoBuffer* const offer = job->EnumOutputInfo();
+  CountedInfo echo(support::FormatBlob(48000, 2));
+  job->SetOutputInfo(echo.Record());
+  EXPECT_TRUE(logger.lines.empty());
+  offer->release(offer);
 }
 
 // ---- output information

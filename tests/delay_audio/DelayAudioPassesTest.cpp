@@ -227,6 +227,74 @@ TEST(DelayAudioPasses, NullUnitChangesNothing) {
   }
 }
 
+TEST(DelayAudioPasses, UnitWithoutFramesAddsNothing) {
+  struct Kind {
+    int passes;
+    std::uint32_t pass;
+    std::uint32_t flag;
+  };
+  for (const Kind kind : {Kind{1, 0, 1}, Kind{2, 0, 0}, Kind{2, 1, 1}}) {
+    TestJob job(TextsOfPasses(kind.passes));
+    job->StartSequence();
+    Probe::TrackGains(*job).Append(1.0F);
+    Probe::LimiterNeeded(*job).Append(false);
+    job->StartPass(kind.pass);
+    job.Deliver({32767, -32767, 0, 32767});
+    const auto lists = [&] {
+      std::vector<std::vector<float>> all;
+      for (std::size_t c = 0; c < 2; ++c) {
+        all.push_back(ListOf(Probe::InputAccumulators(*job)[c]));
+        all.push_back(ListOf(Probe::OutputAccumulators(*job)[c]));
+      }
+      return all;
+    };
+    const auto before = lists();
+    EXPECT_EQ(job.Deliver({}), kind.flag);
+    EXPECT_EQ(lists(), before);
+    EXPECT_EQ(Probe::SampleCounter(*job), 2);
+    const bool givesBack = kind.flag == 1;
+    EXPECT_EQ(Fetch(&*job, 2).size(), givesBack ? 4U : 0U);
+    EXPECT_EQ(job.Deliver({}), kind.flag);
+    EXPECT_TRUE(Fetch(&*job, 2).empty());
+  }
+}
+
+// A unit that looks at the out-flag when it is released.
+struct WatchfulUnit {
+  PcmUnit record{};
+  std::uint32_t flag = 9;
+  std::uint32_t flagAtRelease = 77;
+
+  WatchfulUnit() { record.release = Release; }
+  static std::uint32_t HARVANE_CALL Release(void* record) {
+    auto* const unit = static_cast<WatchfulUnit*>(record);
+    unit->flagAtRelease = unit->flag;
+    return 0;
+  }
+};
+
+TEST(DelayAudioPasses, FlagOfWaitingOutputIsSetAfterTheUnitIsReleased) {
+  for (const auto& [passes, pass] : {std::pair(1, 0U), std::pair(2, 1U), std::pair(3, 0U)}) {
+    TestJob job(TextsOfPasses(passes));
+    job->StartSequence();
+    job->StartPass(pass);
+    WatchfulUnit unit;
+    job->DeliverPcmUnit(&unit.record, &unit.flag);
+    EXPECT_EQ(unit.flagAtRelease, 9U) << passes;
+    EXPECT_EQ(unit.flag, 1U) << passes;
+  }
+}
+
+TEST(DelayAudioPasses, FlagOfTheFirstPassOfTwoIsSetBeforeTheUnitIsReleased) {
+  TestJob job(TextsOfPasses(2));
+  job->StartSequence();
+  job->StartPass(0);
+  WatchfulUnit unit;
+  job->DeliverPcmUnit(&unit.record, &unit.flag);
+  EXPECT_EQ(unit.flagAtRelease, 0U);
+  EXPECT_EQ(unit.flag, 0U);
+}
+
 TEST(DelayAudioPasses, ChunkRunsAcrossUnits) {
   TestJob job(TextsOfPasses(2));
   job->StartSequence();
@@ -310,6 +378,67 @@ TEST(DelayAudioPasses, DecisionIsMadeAfterTheFirstPassOfTwoOnly) {
     job->EndPass();
     EXPECT_EQ(job->TrackGains().Size(), passes == 2 ? 1U : 0U) << passes;
     EXPECT_EQ(job->LimiterNeeded().Size(), passes == 2 ? 1U : 0U) << passes;
+  }
+}
+
+// A second of stereo noise; `amplitude` in steps.
+std::vector<std::int16_t> Noise(int amplitude) {
+  return support::NoiseInt16(5, 2 * 48000, amplitude);
+}
+
+TEST(DelayAudioPasses, AnalysisEndsTheGatingOfItsMeters) {
+  TestJob job(TextsOfPasses(1));
+  job->StartSequence();
+  job->StartPass(0);
+  job.Deliver(Noise(1000));
+  job->EndPass();
+  const TrackMeasurement before = job->Results()[0];
+  ASSERT_GT(before.integratedLoudness, -70.0F);
+  job->StartPass(0);
+  job.Deliver(Noise(20000));
+  EXPECT_BITS_EQ(before.integratedLoudness, job->Results()[0].integratedLoudness);
+  EXPECT_BITS_EQ(before.loudnessRange, job->Results()[0].loudnessRange);
+  EXPECT_GT(job->Results()[0].maxMomentary, before.maxMomentary + 20) << "maxima go on";
+}
+
+TEST(DelayAudioPasses, AnalysisOfTwoPassesStartsTheGatingAnew) {
+  TestJob job(TextsOfPasses(2));
+  job->StartSequence();
+  job->StartPass(0);
+  job.Deliver(Noise(20000));
+  job->EndPass();
+  EXPECT_BITS_EQ(-70.0F, job->Results()[0].integratedLoudness);
+  job->StartPass(1);
+  job.Deliver(Noise(1000));
+  EXPECT_GT(job->Results()[0].integratedLoudness, -70.0F);
+  EXPECT_LT(job->Results()[0].integratedLoudness, -35.0F) << "nothing of the first pass";
+}
+
+TEST(DelayAudioPasses, EndOfTheSecondPassLeavesTheMetersGating) {
+  TestJob job(TextsOfPasses(2));
+  job->StartSequence();
+  job->StartPass(0);
+  job->EndPass();
+  job->StartPass(1);
+  job.Deliver(Noise(1000));
+  job->EndPass();
+  const float before = job->Results()[0].integratedLoudness;
+  ASSERT_GT(before, -70.0F);
+  job->StartPass(1);
+  job.Deliver(Noise(20000));
+  EXPECT_GT(job->Results()[0].integratedLoudness, before + 10);
+}
+
+TEST(DelayAudioPasses, EndOfAnyOtherPassLeavesTheMetersGating) {
+  for (const int passes : {0, 3}) {
+    TestJob job(TextsOfPasses(passes));
+    job->StartSequence();
+    job->StartPass(0);
+    job.Deliver(Noise(1000));
+    job->EndPass();
+    const float before = job->Results()[0].integratedLoudness;
+    job.Deliver(Noise(20000));
+    EXPECT_GT(job->Results()[0].integratedLoudness, before + 10) << passes;
   }
 }
 

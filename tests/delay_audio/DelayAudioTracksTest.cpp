@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "delay_audio/PluginException.h"
 #include "tests/delay_audio/Jobs.h"
 #include "tests/support/Bits.h"
@@ -142,6 +144,115 @@ TEST(DelayAudioTracks, FirstOfEqualPeaksKeepsItsPosition) {
   // Without phases a chunk's peak is its first sample.
   job.Deliver(std::vector<std::int16_t>(5 * 881, 16384));
   EXPECT_EQ(job->Results()[0].maxTruePeakPosition, 880);
+}
+
+TEST(DelayAudioTracks, PeakThatIsNoNumberEntersNoMaximum) {
+  TestJob job(TextsOfFormat("1"), 176400, 1);
+  job->StartSequence();
+  job->StartPass(0);
+  // Without phases a chunk's peak is its first sample with its sign, and has no logarithm.
+  job.Deliver(std::vector<std::int16_t>(5 * 881, -16384));
+  EXPECT_BITS_EQ(-70.0F, job->Results()[0].maxTruePeak);
+  EXPECT_EQ(job->Results()[0].maxTruePeakPosition, 0);
+  job.Deliver(std::vector<std::int16_t>(881, 16384));
+  EXPECT_GT(job->Results()[0].maxTruePeak, -70.0F) << "the next number does";
+  EXPECT_EQ(job->Results()[0].maxTruePeakPosition, 6 * 881 - 1);
+}
+
+// ---- callbacks
+
+using Callback = void (*)(float value, int position, int track, void* context);
+
+// A callback that keeps maxima, and where.
+struct MaximumCase {
+  const char* name;
+  Callback call;
+  float TrackMeasurement::*maximum;
+  int TrackMeasurement::*position;
+};
+
+class DelayAudioMaxima : public testing::TestWithParam<MaximumCase> {
+ protected:
+  DelayAudioMaxima() : job(TextsOfFormat("3"), 48000, 4) { job->StartSequence(); }
+  // Of track 1, with the first track looked at, too.
+  void Call(float value, int position) { GetParam().call(value, position, 1, &*job); }
+  void ExpectMaximum(float value, int position) {
+    EXPECT_BITS_EQ(value, job->Results()[1].*GetParam().maximum);
+    EXPECT_EQ(position, job->Results()[1].*GetParam().position);
+    ExpectReset(job->Results()[0]);
+  }
+
+  TestJob job;
+};
+
+TEST_P(DelayAudioMaxima, GreaterValueIsStoredWithItsPosition) {
+  Call(-20.0F, 100);
+  ExpectMaximum(-20.0F, 100);
+  Call(-20.5F, 200);
+  ExpectMaximum(-20.0F, 100);
+  Call(-19.5F, 300);
+  ExpectMaximum(-19.5F, 300);
+}
+
+TEST_P(DelayAudioMaxima, TieKeepsTheEarlierOne) {
+  Call(-20.0F, 100);
+  Call(-20.0F, 200);
+  ExpectMaximum(-20.0F, 100);
+  Call(-20.0F, 50);
+  ExpectMaximum(-20.0F, 100);
+}
+
+TEST_P(DelayAudioMaxima, ResetValueIsNoMaximumOfItsOwn) {
+  Call(-70.0F, 100);
+  ExpectMaximum(-70.0F, 0);
+}
+
+TEST_P(DelayAudioMaxima, SilenceAndWhatIsNoNumberNeverEnter) {
+  constexpr float kInfinity = std::numeric_limits<float>::infinity();
+  constexpr float kNoNumber = std::numeric_limits<float>::quiet_NaN();
+  for (const float value : {-kInfinity, kNoNumber, -kNoNumber}) {
+    Call(value, 100);
+    ExpectMaximum(-70.0F, 0);
+  }
+  Call(-20.0F, 200);
+  for (const float value : {-kInfinity, kNoNumber, -kNoNumber}) {
+    Call(value, 300);
+    ExpectMaximum(-20.0F, 200);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Of, DelayAudioMaxima,
+    testing::Values(MaximumCase{"Momentary", Probe::kMeterCallbacks.onMomentary,
+                                &TrackMeasurement::maxMomentary,
+                                &TrackMeasurement::maxMomentaryPosition},
+                    MaximumCase{"ShortTerm", Probe::kMeterCallbacks.onShortTerm,
+                                &TrackMeasurement::maxShortTerm,
+                                &TrackMeasurement::maxShortTermPosition},
+                    MaximumCase{"TruePeak", Probe::OnTruePeak, &TrackMeasurement::maxTruePeak,
+                                &TrackMeasurement::maxTruePeakPosition}),
+    [](const auto& info) { return info.param.name; });
+
+TEST(DelayAudioCallbacks, IntegratedLoudnessAndRangeAreStoredAlways) {
+  TestJob job(TextsOfFormat("2"));
+  job->StartSequence();
+  for (const float value : {-20.0F, -30.0F, -std::numeric_limits<float>::infinity()}) {
+    Probe::kMeterCallbacks.onIntegrated(value, 100, 0, &*job);
+    Probe::kMeterCallbacks.onRange(value + 1.0F, 100, 0, &*job);
+    EXPECT_BITS_EQ(value, job->Results()[0].integratedLoudness);
+    EXPECT_BITS_EQ(value + 1.0F, job->Results()[0].loudnessRange);
+  }
+}
+
+TEST(DelayAudioCallbacks, DoNothingWithoutAnInstance) {
+  TestJob job(TextsOfFormat("2"));
+  job->StartSequence();
+  for (const Callback call :
+       {Probe::kMeterCallbacks.onMomentary, Probe::kMeterCallbacks.onShortTerm,
+        Probe::kMeterCallbacks.onIntegrated, Probe::kMeterCallbacks.onRange, +Probe::OnTruePeak}) {
+    for (const int track : {0, 1, -1}) call(-1.0F, 100, track, nullptr);
+  }
+  ExpectReset(job->Results()[0]);
 }
 
 TEST(DelayAudioTracks, WindowsReportThroughTheCallbacks) {

@@ -46,6 +46,14 @@ class DelayAudioProbe {
   static std::uint32_t& BlockSize(DelayAudio& job) { return job.blockSize; }
   static std::string& LastErrorText(DelayAudio& job) { return job.lastErrorText; }
 
+  // Callbacks: of the meters, with the null at the end of their table, and of the true peak.
+  static constexpr MeterCallbacks kMeterCallbacks = {
+      DelayAudio::OnMomentary, DelayAudio::OnShortTerm, DelayAudio::OnIntegrated,
+      DelayAudio::OnRange, nullptr};
+  static void OnTruePeak(float value, int position, int track, void* context) {
+    DelayAudio::OnTruePeak(value, position, track, context);
+  }
+
   // Track objects and scratch arrays.
   static CheckedList<TrackMeasurement>& Results(DelayAudio& job) { return job.results; }
   static CheckedList<float>& TrackGains(DelayAudio& job) { return job.trackGains; }
