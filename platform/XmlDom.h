@@ -25,7 +25,8 @@ struct _xmlNode;  // NOLINT(bugprone-reserved-identifier)
 // Names      a path names elements as the document writes them: `a` is found under
 //            a default namespace and `x:a` is another name.
 // Texts      wide: UTF-16 on Windows, UTF-32 elsewhere.
-// Errors     an operation that fails says so in its result code, as COM does.
+// Errors     an operation that fails says so in its result code, as COM does; but
+//            exhausted memory is std::bad_alloc wherever it shows.
 //            An operation on an empty reference throws ComError with
 //            kEmptyPointer, which is not a std::exception.
 // Thread     a document and its nodes belong to the thread that made them.
@@ -95,7 +96,10 @@ class XmlText {
  private:
   friend class XmlNode;
 #ifdef _WIN32
-  _bstr_t text;
+  struct Freed {
+    void operator()(BSTR text) const { SysFreeString(text); }
+  };
+  std::unique_ptr<wchar_t, Freed> text;
 #else
   std::wstring text;
 #endif
@@ -108,7 +112,8 @@ class XmlNode {
   bool IsEmpty() const;
 
   // First node in document order that matches the absolute path `xPath`, or
-  // empty, which is no failure.
+  // empty, which is no failure. Names behind "/" or "//", and "text()" at the end,
+  // are understood everywhere; any other step may be a failure.
   ResultCode SelectSingleNode(const wchar_t* xPath, XmlNode* found) const;
   // Blanks at both ends of a text are left out, those of a CDATA section are not.
   ResultCode GetText(XmlText* text) const;

@@ -1,5 +1,6 @@
 #include <libxml/parser.h>
-#include <libxml/xpath.h>
+#include <libxml/tree.h>
+#include <libxml/xmlerror.h>
 #include <utf8.h>
 
 #include <algorithm>
@@ -7,6 +8,7 @@
 #include <limits>
 #include <new>
 #include <string_view>
+#include <vector>
 
 #include "platform/XmlDom.h"
 
@@ -23,8 +25,6 @@ struct Freed {
   void operator()(T* object) const { kFree(object); }
 };
 using ParserContext = std::unique_ptr<xmlParserCtxt, Freed<xmlParserCtxt, xmlFreeParserCtxt>>;
-using XPathContext = std::unique_ptr<xmlXPathContext, Freed<xmlXPathContext, xmlXPathFreeContext>>;
-using XPathResult = std::unique_ptr<xmlXPathObject, Freed<xmlXPathObject, xmlXPathFreeObject>>;
 struct XmlChars {
   void operator()(xmlChar* text) const { xmlFree(text); }
 };
@@ -113,6 +113,93 @@ std::shared_ptr<_xmlDoc> Own(xmlDoc* document) {
   return std::shared_ptr<_xmlDoc>(document, xmlFreeDoc);
 }
 
+std::shared_ptr<_xmlDoc> NewDocument() {
+  xmlDoc* const document = xmlNewDoc(AsXml("1.0"));
+  if (document == nullptr) throw std::bad_alloc();
+  return Own(document);
+}
+
+// Notices the lack of memory inside libxml2, which often goes on with less than there is, and
+// keeps its messages from standard error, which is the host's.
+class MemoryWatch {
+ public:
+  MemoryWatch() : previous(xmlStructuredError), previousContext(xmlStructuredErrorContext) {
+    xmlSetStructuredErrorFunc(&isLacking, [](void* lacking, auto* error) {
+      if (error->code == XML_ERR_NO_MEMORY) *static_cast<bool*>(lacking) = true;
+    });
+  }
+  ~MemoryWatch() { xmlSetStructuredErrorFunc(previousContext, previous); }
+  MemoryWatch(const MemoryWatch&) = delete;
+  MemoryWatch& operator=(const MemoryWatch&) = delete;
+
+  // Throws std::bad_alloc if memory was lacking since the beginning.
+  void Check() const {
+    if (isLacking) throw std::bad_alloc();
+  }
+
+ private:
+  xmlStructuredErrorFunc previous;
+  void* previousContext;
+  bool isLacking = false;
+};
+
+// libxml2's own XPath frees memory twice, and misses nodes, where memory is lacking. The paths
+// that are asked for need little of it, and no memory.
+struct Step {
+  std::string_view name;  // of an element, or kTextStep
+  bool isDeeper;          // behind "//": any descendant of the step before, not its child
+};
+constexpr std::string_view kTextStep = "text()";
+
+bool IsName(std::string_view text) {
+  return xmlValidateNCName(AsXml(std::string(text).c_str()), 0) == 0;
+}
+
+// False for anything but names behind "/" or "//", and "text()" at the end.
+bool ReadSteps(std::string_view path, std::vector<Step>* steps) {
+  do {
+    if (path.empty() || path.front() != '/') return false;
+    path.remove_prefix(1);
+    const bool isDeeper = !path.empty() && path.front() == '/';
+    if (isDeeper) path.remove_prefix(1);
+    const std::string_view name = path.substr(0, path.find('/'));
+    path.remove_prefix(name.size());
+    if (!IsName(name) && !(name == kTextStep && path.empty())) return false;
+    steps->push_back({name, isDeeper});
+  } while (!path.empty());
+  return true;
+}
+
+bool IsNamedBy(const xmlNode* node, const Step& step) {
+  if (step.name == kTextStep) {
+    return node->type == XML_TEXT_NODE || node->type == XML_CDATA_SECTION_NODE;
+  }
+  return node->type == XML_ELEMENT_NODE && node->ns == nullptr && AsView(node->name) == step.name;
+}
+
+// Whether the first `count` steps lead to `node`.
+bool IsReachedBy(const xmlNode* node, const Step* steps, std::size_t count) {
+  const Step& last = steps[count - 1];
+  if (!IsNamedBy(node, last)) return false;
+  const xmlNode* above = node->parent;
+  if (count == 1) return last.isDeeper || above->type == XML_DOCUMENT_NODE;
+  for (; above->type == XML_ELEMENT_NODE; above = above->parent) {
+    if (IsReachedBy(above, steps, count - 1)) return true;
+    if (!last.isDeeper) break;
+  }
+  return false;
+}
+
+// The node behind `node` in document order, elements before what they hold. Null at the end.
+xmlNode* NextInDocument(xmlNode* node) {
+  if (node->type == XML_ELEMENT_NODE && node->children != nullptr) return node->children;
+  while (node->next == nullptr) {
+    node = node->parent;
+    if (node->type != XML_ELEMENT_NODE) return nullptr;
+  }
+  return node->next;
+}
+
 }  // namespace
 
 ComApartmentGuard::ComApartmentGuard() : result(kSuccess) {}
@@ -133,23 +220,24 @@ bool XmlNode::IsEmpty() const { return document == nullptr; }
 ResultCode XmlNode::SelectSingleNode(const wchar_t* xPath, XmlNode* found) const {
   if (IsEmpty()) throw ComError(kEmptyPointer);
   *found = XmlNode();
-  const XPathContext context(xmlXPathNewContext(document.get()));
-  if (context == nullptr) throw std::bad_alloc();
-  if (node != nullptr) context->node = node;
-  context->error = [](void*, xmlError*) {};  // nothing to standard error
   const std::string path = Encode(xPath);
-  const XPathResult matches(xmlXPathEval(AsXml(path.c_str()), context.get()));
-  if (matches == nullptr || matches->type != XPATH_NODESET) return kFailure;
-  if (xmlXPathNodeSetIsEmpty(matches->nodesetval)) return kNoMatch;
-  found->document = document;
-  found->node = matches->nodesetval->nodeTab[0];
-  return kSuccess;
+  std::vector<Step> steps;
+  if (!ReadSteps(path, &steps)) return kFailure;
+  for (xmlNode* at = document->children; at != nullptr; at = NextInDocument(at)) {
+    if (!IsReachedBy(at, steps.data(), steps.size())) continue;
+    found->document = document;
+    found->node = at;
+    return kSuccess;
+  }
+  return kNoMatch;
 }
 
 ResultCode XmlNode::GetText(XmlText* text) const {
   if (IsEmpty()) throw ComError(kEmptyPointer);
   auto* const target = node != nullptr ? node : reinterpret_cast<xmlNode*>(document.get());
+  const MemoryWatch watch;
   const std::unique_ptr<xmlChar, XmlChars> content(xmlNodeGetContent(target));
+  watch.Check();
   std::string_view read = AsView(content.get());
   if (target->type != XML_CDATA_SECTION_NODE) {
     read.remove_prefix(std::min(read.find_first_not_of(kXmlBlanks), read.size()));
@@ -160,8 +248,9 @@ ResultCode XmlNode::GetText(XmlText* text) const {
 }
 
 XmlDocument::XmlDocument() {
+  const MemoryWatch watch;
   PrepareLibrary();
-  document = Own(xmlNewDoc(AsXml("1.0")));
+  document = NewDocument();
 }
 
 ResultCode XmlDocument::LoadXml(const wchar_t* text, bool* isSuccessful) {
@@ -169,6 +258,7 @@ ResultCode XmlDocument::LoadXml(const wchar_t* text, bool* isSuccessful) {
   *isSuccessful = false;
   const std::string source = Encode(text);
   if (source.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) return kFailure;
+  const MemoryWatch watch;
   const ParserContext parser(xmlNewParserCtxt());
   if (parser == nullptr) throw std::bad_alloc();
   // References stay references: what an entity holds is no text of the element.
@@ -176,11 +266,13 @@ ResultCode XmlDocument::LoadXml(const wchar_t* text, bool* isSuccessful) {
   // The text is Unicode already, whatever encoding its declaration names.
   document = Own(xmlCtxtReadMemory(parser.get(), source.data(), static_cast<int>(source.size()),
                                    nullptr, "UTF-8", kOptions));
+  watch.Check();
   if (document == nullptr || parser->nsWellFormed == 0) {
-    document = Own(xmlNewDoc(AsXml("1.0")));
+    document = NewDocument();
     return kNoMatch;
   }
   MakeReadable(reinterpret_cast<xmlNode*>(document.get()));
+  watch.Check();
   *isSuccessful = true;
   return kSuccess;
 }

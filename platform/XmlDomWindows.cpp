@@ -12,6 +12,27 @@ constexpr DWORD kAnyServer =
     CLSCTX_INPROC_SERVER | CLSCTX_INPROC_HANDLER | CLSCTX_LOCAL_SERVER | CLSCTX_REMOTE_SERVER;
 static_assert(kAnyServer == 0x17);
 
+// A copy of a text as COM takes it. Throws std::bad_alloc, where _bstr_t has an error of COM.
+class OwnedBstr {
+ public:
+  explicit OwnedBstr(const wchar_t* text) : copy(SysAllocString(text)) {
+    if (copy == nullptr) throw std::bad_alloc();
+  }
+  ~OwnedBstr() { SysFreeString(copy); }
+  OwnedBstr(const OwnedBstr&) = delete;
+  OwnedBstr& operator=(const OwnedBstr&) = delete;
+  BSTR Text() const { return copy; }
+
+ private:
+  BSTR copy;
+};
+
+// `result`, unless memory was exhausted, which is no failure of the operation.
+ResultCode Checked(HRESULT result) {
+  if (result == E_OUTOFMEMORY) throw std::bad_alloc();
+  return result;
+}
+
 }  // namespace
 
 ComApartmentGuard::ComApartmentGuard() : result(CoInitialize(nullptr)) {}
@@ -34,23 +55,23 @@ Utf8FromWide::Utf8FromWide(const wchar_t* text) {
   buffer.resize(std::char_traits<char>::length(buffer.c_str()));
 }
 
-const wchar_t* XmlText::Wide() const { return text; }
+const wchar_t* XmlText::Wide() const { return text.get(); }
 
 bool XmlNode::IsEmpty() const { return node.GetInterfacePtr() == nullptr; }
 
 ResultCode XmlNode::SelectSingleNode(const wchar_t* xPath, XmlNode* found) const {
-  const _bstr_t query(xPath);
+  const OwnedBstr query(xPath);
   IXMLDOMNode* match = nullptr;
-  const HRESULT result = node->selectSingleNode(query, &match);
+  const HRESULT result = node->selectSingleNode(query.Text(), &match);
   found->node.Attach(match);
-  return result;
+  return Checked(result);
 }
 
 ResultCode XmlNode::GetText(XmlText* text) const {
   BSTR taken = nullptr;
   const HRESULT result = node->get_text(&taken);
-  text->text = _bstr_t(taken, false);
-  return result;
+  text->text.reset(taken);
+  return Checked(result);
 }
 
 // The pointer class creates through IUnknown, runs the object (OleRun) and asks
@@ -59,10 +80,10 @@ XmlDocument::XmlDocument() { document.CreateInstance(kDomDocumentClass, nullptr,
 
 ResultCode XmlDocument::LoadXml(const wchar_t* text, bool* isSuccessful) {
   VARIANT_BOOL flag = VARIANT_FALSE;
-  const _bstr_t source(text);
-  const HRESULT result = document->loadXML(source, &flag);
+  const OwnedBstr source(text);
+  const HRESULT result = document->loadXML(source.Text(), &flag);
   *isSuccessful = flag != VARIANT_FALSE;
-  return result;
+  return Checked(result);
 }
 
 XmlNode XmlDocument::AsNode() const {

@@ -4,10 +4,16 @@
 
 #include <chrono>
 #include <exception>
+#include <new>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 #include "tests/support/TemporaryFolder.h"
+
+#ifdef _WIN32
+#include "tests/support/StubXmlDom.h"
+#endif
 
 namespace harvane {
 namespace {
@@ -80,6 +86,62 @@ TEST_F(XmlDom, DescendantsDoNotIncludeTheElementItself) {
   ASSERT_TRUE(IsLoaded("<b>own<c/></b>"));
   EXPECT_EQ(Read(L"/b//b/text()"), "(none)");
 }
+
+TEST_F(XmlDom, TextsOfNestedDescendantsComeInDocumentOrder) {
+  ASSERT_TRUE(IsLoaded("<a><b><b>inner</b>outer</b></a>"));
+  EXPECT_EQ(Read(L"/a//b/text()"), "inner");
+  EXPECT_EQ(Read(L"/a/b/text()"), "outer");
+  EXPECT_EQ(Read(L"//b/b/text()"), "inner");
+  EXPECT_EQ(Read(L"//b//b/text()"), "inner");
+  EXPECT_EQ(Read(L"//b//b//b/text()"), "(none)");
+}
+
+TEST_F(XmlDom, DescendantsMayFollowOneAnotherAtAnyDepth) {
+  ASSERT_TRUE(IsLoaded("<a><x><b><y><z><c>deep</c></z></y></b></x><c>high</c></a>"));
+  EXPECT_EQ(Read(L"/a//b//c/text()"), "deep");
+  EXPECT_EQ(Read(L"//c/text()"), "deep");
+  EXPECT_EQ(Read(L"/a//c/text()"), "deep");
+  EXPECT_EQ(Read(L"/a/c/text()"), "high");
+  EXPECT_EQ(Read(L"/a//z/c/text()"), "deep");
+  EXPECT_EQ(Read(L"/a//y/c/text()"), "(none)");
+  EXPECT_EQ(Read(L"/a/b//c/text()"), "(none)");
+  EXPECT_EQ(Read(L"/x//c/text()"), "(none)");
+}
+
+TEST_F(XmlDom, DescendantTextIsTheFirstOfAll) {
+  ASSERT_TRUE(IsLoaded("<a><!-- c --><b><?p?><c>1</c></b>2<d>3</d></a>"));
+  EXPECT_EQ(Read(L"//text()"), "1");
+  EXPECT_EQ(Read(L"/a//text()"), "1");
+  EXPECT_EQ(Read(L"/a/text()"), "2");
+  EXPECT_EQ(Read(L"/a/d//text()"), "3");
+}
+
+TEST_F(XmlDom, NamesAreComparedWhole) {
+  ASSERT_TRUE(IsLoaded("<a><bb>1</bb><b.c>2</b.c><b-c>3</b-c><B>4</B></a>"));
+  EXPECT_EQ(Read(L"/a/b/text()"), "(none)");
+  EXPECT_EQ(Read(L"/a/b.c/text()"), "2");
+  EXPECT_EQ(Read(L"/a/b-c/text()"), "3");
+  EXPECT_EQ(Read(L"/a/B/text()"), "4");
+}
+
+#ifndef _WIN32
+// Wine's reader finds no such name.
+TEST_F(XmlDom, NamesMayBeOfAnyScriptOnPosix) {
+  ASSERT_TRUE(IsLoaded("<a><\xC3\xA4>x</\xC3\xA4></a>"));
+  EXPECT_EQ(Read(L"/a/\u00E4/text()"), "x");
+}
+
+TEST_F(XmlDom, PathsOfOtherStepsAreFailuresOnPosix) {
+  ASSERT_TRUE(IsLoaded("<a b='1'><b>x</b></a>"));
+  for (const wchar_t* const path :
+       {L"", L"/", L"a", L"/a/", L"//", L"/a//", L"///b", L"/a/text()/b", L"/a/@b", L"/a/b[1]",
+        L"/a/*", L"/a/node()", L"/a/.", L"/a/..", L"/a/b|/a", L" /a", L"/a ", L"/x:a", L"/1"}) {
+    XmlNode found;
+    EXPECT_LT(document.AsNode().SelectSingleNode(path, &found), 0) << Utf8FromWide(path).Text();
+    EXPECT_TRUE(found.IsEmpty());
+  }
+}
+#endif
 
 TEST_F(XmlDom, AbsolutePathsStartAtTheDocumentFromAnyNode) {
   ASSERT_TRUE(IsLoaded("<a><b><c>x</c></b></a>"));
@@ -300,6 +362,157 @@ TEST(ComApartmentGuard, RefusalIsPassedOverAndLeavesTheApartmentAlone) {
   EXPECT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), S_FALSE);
   CoUninitialize();
   CoUninitialize();
+}
+
+// ---- what the reader's own operations may answer
+
+// The code of the ComError that leaves `action`, or 0.
+template <class Action>
+ResultCode ErrorOf(Action action) {
+  try {
+    action();
+    return 0;
+  } catch (const ComError& error) {
+    return error.Error();
+  }
+}
+
+TEST(StubXmlDom, AnswersAndIsReleasedAsOften) {
+  support::StubXmlDom stub;
+  stub.answers.text = L" x ";
+  {
+    XmlDocument document;
+    bool isSuccessful = false;
+    EXPECT_EQ(document.LoadXml(L"<a/>", &isSuccessful), S_OK);
+    EXPECT_TRUE(isSuccessful);
+    XmlNode found;
+    EXPECT_EQ(document.AsNode().SelectSingleNode(L"/a", &found), S_OK);
+    XmlText text;
+    EXPECT_EQ(found.GetText(&text), S_OK);
+    EXPECT_EQ(Wide(text), " x ");
+  }
+  EXPECT_EQ(stub.End(), 0);
+}
+
+TEST(XmlDocument, ThatWasNotCreatedIsEmptyAndThrowsAtTheFirstUse) {
+  support::StubXmlDom stub;
+  bool isSuccessful = false;
+  stub.answers.create = E_FAIL;
+  EXPECT_EQ(ErrorOf([&] { XmlDocument().LoadXml(L"<a/>", &isSuccessful); }), kEmptyPointer);
+  stub.answers.create = S_OK;
+  for (const HRESULT answer : {E_NOINTERFACE, E_FAIL}) {
+    stub.answers.queryDocument = answer;
+    EXPECT_EQ(ErrorOf([&] { XmlDocument().LoadXml(L"<a/>", &isSuccessful); }), kEmptyPointer);
+  }
+  EXPECT_EQ(stub.End(), 0);
+}
+
+TEST(XmlDocument, ThatIsNoNodeGivesAnEmptyOneWhichThrowsAtItsUse) {
+  support::StubXmlDom stub;
+  stub.answers.queryNode = E_NOINTERFACE;
+  {
+    const XmlDocument document;
+    const XmlNode node = document.AsNode();
+    EXPECT_TRUE(node.IsEmpty());
+    XmlNode found;
+    EXPECT_EQ(ErrorOf([&] { node.SelectSingleNode(L"/a", &found); }), kEmptyPointer);
+  }
+  EXPECT_EQ(stub.End(), 0);
+}
+
+TEST(XmlDocument, ThatFailsToSayWhetherItIsANodeThrowsThatFailure) {
+  support::StubXmlDom stub;
+  for (const HRESULT answer : {E_FAIL, E_UNEXPECTED, E_ACCESSDENIED, RPC_E_DISCONNECTED}) {
+    stub.answers.queryNode = answer;
+    EXPECT_EQ(ErrorOf([&] { XmlDocument().AsNode(); }), answer);
+  }
+  EXPECT_EQ(stub.End(), 0);
+}
+
+TEST(XmlDocument, FailureOfAnOperationIsItsResultCode) {
+  support::StubXmlDom stub;
+  {
+    XmlDocument document;
+    const XmlNode node = document.AsNode();
+    XmlNode found;
+    XmlText text;
+    bool isSuccessful = true;
+    for (const HRESULT answer : {E_FAIL, E_INVALIDARG}) {
+      stub.answers.loadXml = stub.answers.selectSingleNode = stub.answers.getText = answer;
+      EXPECT_EQ(document.LoadXml(L"<a/>", &isSuccessful), answer);
+      EXPECT_FALSE(isSuccessful);
+      EXPECT_EQ(node.SelectSingleNode(L"/a", &found), answer);
+      EXPECT_TRUE(found.IsEmpty());
+      EXPECT_EQ(node.GetText(&text), answer);
+    }
+  }
+  EXPECT_EQ(stub.End(), 0);
+}
+
+TEST(XmlDocument, OperationThatLacksMemoryThrowsBadAlloc) {
+  support::StubXmlDom stub;
+  {
+    XmlDocument document;
+    const XmlNode node = document.AsNode();
+    stub.answers.loadXml = stub.answers.selectSingleNode = stub.answers.getText = E_OUTOFMEMORY;
+    XmlNode found;
+    XmlText text;
+    bool isSuccessful = true;
+    EXPECT_THROW(document.LoadXml(L"<a/>", &isSuccessful), std::bad_alloc);
+    EXPECT_THROW(node.SelectSingleNode(L"/a", &found), std::bad_alloc);
+    EXPECT_THROW(node.GetText(&text), std::bad_alloc);
+  }
+  EXPECT_EQ(stub.End(), 0);
+}
+
+// Takes all of the address space that lies in pieces of `kPiece` bytes or more.
+class CrowdedMemory {
+ public:
+  static constexpr SIZE_T kPiece = SIZE_T{4} << 20;
+  CrowdedMemory() {
+    pieces.reserve(1000);
+    for (SIZE_T size = SIZE_T{1} << 30; size >= kPiece; size /= 2) {
+      while (pieces.size() < pieces.capacity()) {
+        void* const piece = VirtualAlloc(nullptr, size, MEM_RESERVE, PAGE_NOACCESS);
+        if (piece == nullptr) break;
+        pieces.push_back(piece);
+      }
+    }
+  }
+  ~CrowdedMemory() {
+    for (void* const piece : pieces) VirtualFree(piece, 0, MEM_RELEASE);
+  }
+  CrowdedMemory(const CrowdedMemory&) = delete;
+  CrowdedMemory& operator=(const CrowdedMemory&) = delete;
+
+ private:
+  std::vector<void*> pieces;
+};
+
+TEST(XmlDocument, TextThatFindsNoRoomThrowsBadAlloc) {
+  support::StubXmlDom stub;
+  const std::wstring longText(4 * CrowdedMemory::kPiece, L'x');
+  bool isMemoryLacking = false;
+  bool isPathLacking = false;
+  {
+    XmlDocument document;
+    const XmlNode node = document.AsNode();
+    const CrowdedMemory crowded;
+    try {
+      bool isSuccessful = false;
+      document.LoadXml(longText.c_str(), &isSuccessful);
+    } catch (const std::bad_alloc&) {
+      isMemoryLacking = true;
+    }
+    try {
+      XmlNode found;
+      node.SelectSingleNode(longText.c_str(), &found);
+    } catch (const std::bad_alloc&) {
+      isPathLacking = true;
+    }
+  }
+  EXPECT_TRUE(isMemoryLacking);
+  EXPECT_TRUE(isPathLacking);
 }
 #endif
 
