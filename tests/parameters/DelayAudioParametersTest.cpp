@@ -13,6 +13,11 @@
 #include "tests/support/DelayAudioProbe.h"
 #include "tests/support/ParameterDocuments.h"
 
+#ifdef _WIN32
+#include "platform/XmlDom.h"
+#include "tests/support/StubXmlDom.h"
+#endif
+
 // The bodies of DelayAudio that read the parameter document and make the channel tables.
 
 namespace harvane {
@@ -434,6 +439,72 @@ TEST(SetParameter, ExportReturnsFourForAMissingValueAndStoresNoText) {
   EXPECT_EQ(xSetParameter(&job, "<parameter/>"), 4u);
   EXPECT_EQ(Probe::LastErrorText(job), "");
 }
+
+#ifdef _WIN32
+// The export on a stand-in for the reader.
+class SetParameterOfAStub : public testing::Test {
+ protected:
+  std::uint32_t Set() { return xSetParameter(&job, "<parameter/>"); }
+  // The code of the ComError that goes on into the host, or 0.
+  ResultCode ErrorOfSet() {
+    try {
+      Set();
+      return 0;
+    } catch (const ComError& error) {
+      return error.Error();
+    }
+  }
+  StubXmlAnswers& Answers() { return stub.answers; }
+  ~SetParameterOfAStub() override { EXPECT_EQ(stub.End(), 0) << "references are left"; }
+
+  DelayAudio job;
+
+ private:
+  support::StubXmlDom stub;
+};
+
+TEST_F(SetParameterOfAStub, TakesItsText) {
+  Answers().text = L"2";
+  EXPECT_EQ(Set(), 0u);
+  EXPECT_EQ(Members(job).back(), "2 groups, 2 tracks: 2 2");
+}
+
+TEST_F(SetParameterOfAStub, WithoutADocumentAnErrorOfComGoesIntoTheHost) {
+  Answers().create = REGDB_E_CLASSNOTREG;
+  EXPECT_EQ(ErrorOfSet(), kEmptyPointer);
+  Answers().create = S_OK;
+  Answers().queryDocument = E_NOINTERFACE;
+  EXPECT_EQ(ErrorOfSet(), kEmptyPointer);
+}
+
+TEST_F(SetParameterOfAStub, DocumentThatIsNoNodeIsTheSameError) {
+  Answers().queryNode = E_NOINTERFACE;
+  EXPECT_EQ(ErrorOfSet(), kEmptyPointer);
+}
+
+TEST_F(SetParameterOfAStub, AnyOtherAnswerOfTheDocumentIsAnErrorWithItsCode) {
+  Answers().queryNode = E_ACCESSDENIED;
+  EXPECT_EQ(ErrorOfSet(), E_ACCESSDENIED);
+}
+
+TEST_F(SetParameterOfAStub, FailedOperationsAreThreeAndFour) {
+  Answers().getText = E_FAIL;
+  EXPECT_EQ(Set(), 4u);
+  Answers().selectSingleNode = E_FAIL;
+  EXPECT_EQ(Set(), 4u);
+  Answers().loadXml = E_FAIL;
+  EXPECT_EQ(Set(), 3u);
+}
+
+TEST_F(SetParameterOfAStub, ExhaustedMemoryIsTwoInEveryOperation) {
+  Answers().getText = E_OUTOFMEMORY;
+  EXPECT_EQ(Set(), 2u);
+  Answers().selectSingleNode = E_OUTOFMEMORY;
+  EXPECT_EQ(Set(), 2u);
+  Answers().loadXml = E_OUTOFMEMORY;
+  EXPECT_EQ(Set(), 2u);
+}
+#endif
 
 TEST(SetParameter, SecondDocumentClearsTextsThatItLacks) {
   DelayAudio job;

@@ -8,6 +8,10 @@
 #include "delay_audio/PluginException.h"
 #include "tests/support/Bits.h"
 
+#ifdef _WIN32
+#include "tests/support/StubXmlDom.h"
+#endif
+
 namespace harvane {
 namespace {
 
@@ -96,6 +100,30 @@ TEST_F(XmlReading, PathOfAMissingNodeIsNotCut) {
   ExpectFailure([&] { ReadNodeText(root, path.c_str()); },
                 "Node is not found: /" + std::string(400, 'b'));
 }
+
+#ifdef _WIN32
+TEST(XmlReadingOfAStub, TextThatCannotBeReadIsAFailureWithThePath) {
+  support::StubXmlDom stub;
+  stub.answers.getText = E_FAIL;
+  const std::wstring path = L"/\u00E4" + std::wstring(400, L'b') + L"/text()";
+  const std::string text =
+      "Failed to read text value: /\xC3\xA4" + std::string(400, 'b') + "/text()";
+  {
+    const XmlDocument document;
+    const XmlNode root = document.AsNode();
+    ExpectFailure([&] { ReadNodeText(root, path.c_str()); }, text);
+    ExpectFailure([&] { ReadNodeInt(root, path.c_str()); }, text);
+    ExpectFailure([&] { ReadNodeFloat(root, path.c_str()); }, text);
+  }
+  EXPECT_EQ(stub.End(), 0);
+}
+
+TEST(XmlReadingOfAStub, TextWithoutAStringIsEmpty) {
+  support::StubXmlDom stub;
+  const XmlDocument document;
+  EXPECT_EQ(ReadNodeText(document.AsNode(), L"/a/text()"), "");
+}
+#endif
 
 TEST_F(XmlReading, EmptyRootIsAnErrorOfTheReader) {
   EXPECT_THROW(SelectNode(XmlNode(), L"/a"), ComError);
