@@ -3,11 +3,19 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <filesystem>
+#include <iterator>
 #include <thread>
 
 #include "tests/host/JobRunner.h"
 #include "tests/host/ModuleUnderTest.h"
 #include "tests/support/Signals.h"
+
+#ifdef _WIN32
+#include <windows.h>
+// After windows.h.
+#include <tlhelp32.h>
+#endif
 
 #if defined(__SANITIZE_ADDRESS__)
 #include <sanitizer/lsan_interface.h>
@@ -837,6 +845,65 @@ TEST_F(Exports, JobsThatAreNeitherOfOneNorOfTwoPassesLeaveNoRow) {
   Unload();
   EXPECT_FALSE(std::filesystem::exists(LogFilePath(LogFolder(), "none")));
   EXPECT_FALSE(ReadRows(LogFilePath(LogFolder(), "filler")).empty());
+}
+
+// Threads of this process.
+int ThreadCount() {
+#ifdef _WIN32
+  const HANDLE snapshot = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+  THREADENTRY32 entry = {};
+  entry.dwSize = sizeof entry;
+  int count = 0;
+  for (BOOL isThere = Thread32First(snapshot, &entry); isThere != FALSE;
+       isThere = Thread32Next(snapshot, &entry)) {
+    if (entry.th32OwnerProcessID == GetCurrentProcessId()) ++count;
+  }
+  CloseHandle(snapshot);
+  return count;
+#else
+  const std::filesystem::directory_iterator threads("/proc/self/task");
+  return static_cast<int>(std::distance(begin(threads), end(threads)));
+#endif
+}
+
+TEST_F(Exports, OnlyThreadStartsAtTheFirstPassEndAndGoesWithTheModule) {
+  auto texts = Texts();
+  {
+    Instance job(Module());  // whatever the system starts for the XML reader
+    ASSERT_EQ(job.SetParameter(texts), 0U);
+  }
+  Unload();
+  const int before = ThreadCount();
+  {
+    const harvane::LoadedModule another(ModulePath());
+    EXPECT_EQ(ThreadCount(), before) << "loaded";
+    {
+      Instance job(another.Exports());
+      job.Begin(texts, kRate, 2);
+      std::uint32_t flag = 0;
+      ASSERT_EQ(job.StartPass(0), 0U);
+      ASSERT_EQ(job.Deliver(std::vector<std::int16_t>(20000, 7), 2, &flag), 0U);
+      ASSERT_EQ(job.StartPass(1), 0U);
+      ASSERT_EQ(job.EndSequence(), 0U);
+      texts.numberOfPasses = "3";
+      job.Begin(texts, kRate, 2);
+      ASSERT_EQ(job.StartPass(0), 0U);
+      ASSERT_EQ(job.EndPass(), 0U);
+      ASSERT_EQ(job.EndSequence(), 0U);
+    }
+    EXPECT_EQ(ThreadCount(), before) << "a job that ends no pass, and one whose ends log nothing";
+    texts.numberOfPasses = "1";
+    for (int round = 0; round < 3; ++round) {
+      Instance job(another.Exports());
+      job.Begin(texts, kRate, 2);
+      ASSERT_EQ(job.StartPass(0), 0U);
+      ASSERT_EQ(job.EndPass(), 0U);
+      EXPECT_EQ(ThreadCount(), before + 1) << "one for all instances";
+      ASSERT_EQ(job.EndSequence(), 0U);
+    }
+    EXPECT_EQ(ThreadCount(), before + 1) << "it outlives the instances";
+  }
+  EXPECT_EQ(ThreadCount(), before);
 }
 
 TEST_F(Exports, UnloadingAndLoadingAgainStartsAfresh) {
