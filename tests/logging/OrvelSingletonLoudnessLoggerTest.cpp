@@ -15,12 +15,19 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/KeepsLines.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/twin/Kernels.h"
 
-#ifndef _WIN32
+#ifdef _WIN32
+#include <windows.h>
+// After windows.h.
+#include <shlobj.h>
+#else
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "tests/support/OrdinaryUser.h"
 #endif
 
 namespace harvane {
@@ -562,27 +569,11 @@ TEST_F(Logger, LostRowIsNotTriedAgain) {
 }
 
 #ifndef _WIN32
-// Nobody's rights in place of root's, which no folder refuses.
-class OrdinaryUser {
- public:
-  OrdinaryUser() : isRoot(geteuid() == 0) {
-    if (isRoot) isOrdinary = seteuid(65534) == 0;
-  }
-  ~OrdinaryUser() {
-    if (isRoot && isOrdinary) static_cast<void>(!seteuid(0));
-  }
-  bool IsOrdinary() const { return isOrdinary; }
-
- private:
-  bool isRoot;
-  bool isOrdinary = true;
-};
-
 TEST_F(Logger, ReadOnlyFolderLosesTheRowSilentlyOnPosix) {
   ASSERT_EQ(0, chmod(folder.Text().c_str(), 0555));
   Add("lost");
   {
-    const OrdinaryUser user;
+    const support::OrdinaryUser user;
     ASSERT_TRUE(user.IsOrdinary());
     WriteAll();
   }
@@ -595,7 +586,7 @@ TEST_F(Logger, ReadOnlyFileLosesTheRowSilentlyOnPosix) {
   ASSERT_EQ(0, chmod(folder.FileIn("rows.csv").c_str(), 0444));
   Add("lost");
   {
-    const OrdinaryUser user;
+    const support::OrdinaryUser user;
     ASSERT_TRUE(user.IsOrdinary());
     WriteAll();
   }
@@ -652,6 +643,27 @@ TEST_F(Logger, DocumentsFolderIsReadAtTheStartOnPosix) {
   EXPECT_TRUE(std::filesystem::exists(folder.Path() / "Documents" / "HarvaneLogs" / "rows.csv"));
   EXPECT_FALSE(std::filesystem::exists(folder.Path() / "other"));
 }
+#else
+TEST_F(Logger, EmptyFolderGivesTheDocumentsFolderOnWindows) {
+  wchar_t documents[MAX_PATH];
+  ASSERT_EQ(SHGetFolderPathW(nullptr, CSIDL_PERSONAL, nullptr, SHGFP_TYPE_CURRENT, documents),
+            S_OK);
+  const std::filesystem::path logs = std::wstring(documents) + L"\\HarvaneLogs\\";
+  const bool wasThere = std::filesystem::exists(logs);
+  // A name that nobody else's log has.
+  const std::string stem = folder.Path().filename().string();
+  AddTo("", stem, "one");
+  WriteAll();
+  const auto file = logs / (stem + ".csv");
+  EXPECT_EQ(std::vector<std::string>{"one"}, NamesIn(Bytes(file)));
+  EXPECT_TRUE(std::filesystem::remove(file));
+  if (!wasThere) std::filesystem::remove(logs);
+}
+
+TEST_F(Logger, SeparatorIsABackslashOnWindows) {
+  EXPECT_EQ("C:\\a\\", EnsureTrailingBackslash("C:\\a").toStdString());
+  EXPECT_EQ("C:\\a\\", EnsureTrailingBackslash("C:\\a\\").toStdString());
+}
 #endif
 
 // ---- the end
@@ -669,6 +681,18 @@ TEST_P(LoggerEnd, LastDrainWritesHalfOfTheQueueRoundedUp) {
 
 INSTANTIATE_TEST_SUITE_P(Queue, LoggerEnd, testing::Values(0, 1, 2, 3, 4, 5, 8),
                          [](const auto& info) { return "Entries" + std::to_string(info.param); });
+
+TEST_F(Logger, EndInTimeSaysNothingToTheJuceLogger) {
+  support::KeepsLines lines;
+  for (int i = 0; i < 3; ++i) {
+    WakeTheWriter();
+    AddNumbered(3);
+    Start();
+  }
+  logger = nullptr;
+  EXPECT_TRUE(lines.lines.empty());
+  EXPECT_EQ(juce::Logger::getCurrentLogger(), &lines);
+}
 
 TEST_F(Logger, EndComesAtOnceThoughTheWriterSleeps) {
   WakeTheWriter();
@@ -762,7 +786,7 @@ TEST(LoggerDeathTest, ExitWritesHalfOfTheSingletonsQueue) {
             NamesIn(support::ReadBytes(folder.Text() + "/rows.csv")));
 }
 
-TEST(LoggerDeathTest, WriterThatHangsIsGivenUpAfterASecond) {
+TEST(LoggerDeathTest, WriterThatHangsIsGivenUpAfterASecondAndTheJuceLoggerTold) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const FolderOfBothProcesses folder;
   EXPECT_EXIT(
@@ -774,9 +798,12 @@ TEST(LoggerDeathTest, WriterThatHangsIsGivenUpAfterASecond) {
         }
         logger->notify();
         if (!Within(10s, [] { return waitingForTime > 0; })) std::_Exit(3);
+        support::KeepsLines lines;
         const auto start = Steady::now();
         logger = nullptr;
         const auto took = Steady::now() - start;
+        const std::vector<std::string> wanted(1, "!! killing thread by force !!");
+        if (lines.lines != wanted) std::_Exit(5);
         std::this_thread::sleep_for(300ms);  // time for what was cut off to show
         std::_Exit(took > 900ms && took < 3s && waitingForTime == 1 ? 0 : 4);
       },

@@ -7,6 +7,14 @@
 
 #include "tests/support/TemporaryFolder.h"
 
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <sys/stat.h>
+
+#include "tests/support/OrdinaryUser.h"
+#endif
+
 namespace harvane {
 namespace {
 
@@ -163,6 +171,56 @@ TEST_F(LogFileTest, UntrimmableFileLeavesNoTemporaryFile) {
   Trimmed(std::string(kMaxBytes + 1, 'x'));
   EXPECT_EQ(File().getParentDirectory().getNumberOfChildFiles(juce::File::findFiles), 1);
 }
+
+// A file that is over the limit and could be trimmed, to its line of "x".
+std::string TooLong() { return "a\nb\n" + std::string(kMaxBytes - 2, 'x') + "\n"; }
+
+TEST_F(LogFileTest, FileThatCanBeOpenedIsTrimmed) {
+  EXPECT_EQ(Trimmed(TooLong()), TooLong().substr(3));
+}
+
+#ifdef _WIN32
+TEST_F(LogFileTest, FileThatCannotBeOpenedIsNotTrimmed) {
+  Write(TooLong());
+  const HANDLE held = CreateFileW(File().getFullPathName().toWideCharPointer(), GENERIC_READ, 0,
+                                  nullptr, OPEN_EXISTING, 0, nullptr);
+  ASSERT_NE(held, INVALID_HANDLE_VALUE);
+  { LogFile log(File(), "", kMaxBytes); }
+  CloseHandle(held);
+  EXPECT_EQ(Bytes(), TooLong());
+  EXPECT_EQ(File().getParentDirectory().getNumberOfChildFiles(juce::File::findFiles), 1);
+}
+#else
+TEST_F(LogFileTest, FileThatCannotBeOpenedIsNotTrimmed) {
+  Write(TooLong());
+  ASSERT_EQ(chmod(folder.Text().c_str(), 0777), 0);
+  ASSERT_EQ(chmod(Path().c_str(), 0222), 0);
+  {
+    const support::OrdinaryUser user;
+    ASSERT_TRUE(user.IsOrdinary());
+    LogFile log(File(), "", kMaxBytes);
+  }
+  ASSERT_EQ(chmod(Path().c_str(), 0644), 0);
+  EXPECT_EQ(Bytes(), TooLong());
+  EXPECT_EQ(File().getParentDirectory().getNumberOfChildFiles(juce::File::findFiles), 1);
+}
+
+TEST_F(LogFileTest, FileBesideWhichNoOtherCanBeMadeIsNotTrimmedOnPosix) {
+  Write(TooLong());
+  ASSERT_EQ(chmod(Path().c_str(), 0666), 0);
+  ASSERT_EQ(chmod(folder.Text().c_str(), 0555), 0);
+  {
+    const support::OrdinaryUser user;
+    ASSERT_TRUE(user.IsOrdinary());
+    LogFile log(File(), "", kMaxBytes);
+    EXPECT_EQ(Bytes(), TooLong());
+    log.LogMessage("row");
+  }
+  ASSERT_EQ(chmod(folder.Text().c_str(), 0755), 0);
+  EXPECT_EQ(Bytes(), TooLong() + "row\r\n") << "appending goes on";
+  EXPECT_EQ(File().getParentDirectory().getNumberOfChildFiles(juce::File::findFiles), 1);
+}
+#endif
 
 TEST_F(LogFileTest, MessageDoesNotTrim) {
   LogFile log(File(), "", kMaxBytes);

@@ -3,6 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "tests/support/KeepsLines.h"
 
 namespace harvane {
 namespace {
@@ -45,6 +50,29 @@ TEST(ThreadEnd, StopWakesTheThreadAndLetsItFinish) {
   EXPECT_LT(juce::Time::getMillisecondCounter() - start, static_cast<juce::uint32>(kLongMs / 2));
   EXPECT_TRUE(worker.isDone);
   EXPECT_FALSE(worker.isThreadRunning());
+}
+
+TEST(ThreadEnd, StopInTimeSaysNothingToTheJuceLogger) {
+  support::KeepsLines lines;
+  Worker worker;
+  worker.Start();
+  EXPECT_TRUE(worker.end.Stop(&worker, kLongMs));
+  EXPECT_TRUE(lines.lines.empty());
+  EXPECT_EQ(juce::Logger::getCurrentLogger(), &lines);
+}
+
+TEST(ThreadEndDeathTest, ThreadCutOffByForceIsToldToTheJuceLogger) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        Worker worker(3 * kLongMs);
+        worker.Start();
+        support::KeepsLines lines;
+        const bool hasLeft = worker.end.Stop(&worker, 50);
+        const std::vector<std::string> wanted(1, "!! killing thread by force !!");
+        std::_Exit(!hasLeft && !worker.isDone && lines.lines == wanted ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
 }
 
 TEST(ThreadEnd, StopWaitsForTheLastWork) {
