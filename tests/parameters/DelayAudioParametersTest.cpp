@@ -15,7 +15,7 @@
 
 #ifdef _WIN32
 #include "platform/XmlDom.h"
-#include "tests/support/StubXmlDom.h"
+#include "tests/platform/StubXmlDom.h"
 #endif
 
 // The bodies of DelayAudio that read the parameter document and make the channel tables.

@@ -9,7 +9,7 @@
 #include "tests/support/Bits.h"
 
 #ifdef _WIN32
-#include "tests/support/StubXmlDom.h"
+#include "tests/platform/StubXmlDom.h"
 #endif
 
 namespace harvane {

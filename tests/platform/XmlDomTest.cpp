@@ -12,7 +12,7 @@
 #include "tests/support/TemporaryFolder.h"
 
 #ifdef _WIN32
-#include "tests/support/StubXmlDom.h"
+#include "tests/platform/StubXmlDom.h"
 #endif
 
 namespace harvane {

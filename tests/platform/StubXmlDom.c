@@ -1,7 +1,7 @@
 /* In C, where an interface is a table of functions of which one may fill a few. */
 
 #define COBJMACROS
-#include "tests/support/StubXmlDom.h"
+#include "tests/platform/StubXmlDom.h"
 
 #include <msxml.h>
 
