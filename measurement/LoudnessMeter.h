@@ -50,7 +50,8 @@ class LoudnessMeter {
   LoudnessMeter& operator=(const LoudnessMeter&) = delete;
 
   // Once, before any feeding. An unknown `sampleRate` (Hz) gets the filters of
-  // 48000, with windows of its own length. Throws std::bad_alloc.
+  // 48000, with windows of its own length. Throws std::bad_alloc, also at a rate
+  // whose windows have no length in an int: below 0, and from 715827862 on.
   void Init(int sampleRate, int channelCount);
 
   // Takes `count` samples of one channel; `samples` may be reused on return.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <new>
 
 #include "measurement/Arithmetic.h"
 #include "measurement/OverlapBlockBuffer.h"
@@ -10,7 +11,8 @@ namespace harvane {
 namespace {
 
 int OpenWindows(int windowLength, int hopLength) {
-  return hopLength == 0 ? 1 : (windowLength + hopLength - 1) / hopLength;
+  if (windowLength < 0) throw std::bad_array_new_length();
+  return hopLength == 0 ? 1 : (windowLength - 1) / hopLength + 1;
 }
 
 }  // namespace

@@ -19,7 +19,8 @@ class OverlapPowerSums {
   // as it does at all rates with filters of their own.
   static constexpr int kUsualSums = 4;
 
-  // As OverlapBlockBuffer. Throws std::bad_alloc.
+  // As OverlapBlockBuffer. Throws std::bad_alloc, also where OverlapBlockBuffer could
+  // not keep a window because its length is negative.
   OverlapPowerSums(int windowLength, int channel, float overlap, void* owner,
                    WindowCallback callback);
   OverlapPowerSums(const OverlapPowerSums&) = delete;

@@ -437,6 +437,19 @@ TEST_F(Exports, UnknownLayoutIsRefusedAtTheSequenceWithThree) {
   EXPECT_EQ(job.EndSequence(), 0U);
 }
 
+TEST_F(Exports, RateWithoutWindowsIsRefusedAtTheSequenceWithTwo) {
+  Instance job(Module());
+  ASSERT_EQ(job.SetParameter(Texts()), 0U);
+  for (const std::uint32_t rate : {0xFFFFFFFFU, 0xFFFFFC18U, 0x80000000U, 715827862U}) {
+    ASSERT_EQ(job.SetInput(support::FormatBlob(rate, 2)), 0U) << rate;
+    EXPECT_EQ(job.StartSequence(), 2U) << rate;
+    EXPECT_EQ(job.EndSequence(), 0U) << rate;
+  }
+  ASSERT_EQ(job.SetInput(support::FormatBlob(kRate, 2)), 0U);
+  EXPECT_EQ(job.StartSequence(), 0U);
+  EXPECT_EQ(job.EndSequence(), 0U);
+}
+
 TEST_F(Exports, RefusedSequenceLeavesTheWaitingOutputAsItWas) {
   Instance job(Module());
   auto texts = Texts();

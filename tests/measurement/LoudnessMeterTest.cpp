@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cmath>
 #include <limits>
+#include <new>
 #include <optional>
 #include <string>
 #include <vector>
@@ -583,6 +585,24 @@ TEST(LoudnessMeter, InitPassesAllocationFailureOn) {
               return measurement_tests::SucceedsWithAllocations(allowed,
                                                                 [&] { meter.Init(kRate, 2); });
             }));
+}
+
+TEST(LoudnessMeter, RateWithoutWindowsIsRefused) {
+  // 3 s are a negative number of samples, or one that single precision rounds to 2^31, no int.
+  for (const int rate : {-1, -200, -1000, INT_MIN, 715827862, INT_MAX}) {
+    SCOPED_TRACE(rate);
+    LoudnessMeter meter({}, kTrack, nullptr);
+    EXPECT_THROW(meter.Init(rate, 2), std::bad_alloc);
+  }
+}
+
+TEST(LoudnessMeter, HighestRateWithWindowsIsTaken) {
+  LoudnessMeter meter({}, kTrack, nullptr);
+  meter.Init(715827861, 1);
+  EXPECT_EQ(4, meter.MomentaryWindows(0).SumCount());
+  EXPECT_EQ(4, meter.ShortTermWindows(0).SumCount());
+  // A quarter of the largest int that is a single, 2147483520.
+  EXPECT_EQ(536870880, meter.ShortTermWindows(0).SamplesToBorder());
 }
 
 TEST(LoudnessMeter, FeedingPassesAllocationFailureOn) {

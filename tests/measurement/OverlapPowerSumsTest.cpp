@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -68,6 +70,27 @@ TEST(OverlapPowerSums, DetachedOnesCallNobody) {
   sums.Detach();
   sums.Append(ones.data(), 9, 0);
   EXPECT_TRUE(windows.positions.empty());
+}
+
+TEST(OverlapPowerSums, NegativeWindowIsRefusedLikeABufferOfThatLength) {
+  for (const int window : {-1, -3, -600, INT_MIN}) {
+    SCOPED_TRACE(window);
+    EXPECT_THROW(OverlapBlockBuffer(window, 48000, 0, 0.75F, nullptr, nullptr), std::bad_alloc);
+    EXPECT_THROW(OverlapPowerSums(window, 0, 0.75F, nullptr, nullptr), std::bad_alloc);
+    EXPECT_THROW(OverlapPowerSums(window, 0, 0.0F, nullptr, nullptr), std::bad_alloc);
+  }
+}
+
+TEST(OverlapPowerSums, EachOpenWindowHasASum) {
+  // Hops of 1, 2, 2, 2, 2 and a quarter: as many as begin within one window.
+  EXPECT_EQ(7, OverlapPowerSums(7, 0, 0.75F, nullptr, nullptr).SumCount());
+  EXPECT_EQ(4, OverlapPowerSums(8, 0, 0.75F, nullptr, nullptr).SumCount());
+  EXPECT_EQ(5, OverlapPowerSums(9, 0, 0.75F, nullptr, nullptr).SumCount());
+  EXPECT_EQ(5, OverlapPowerSums(10, 0, 0.75F, nullptr, nullptr).SumCount());
+  EXPECT_EQ(6, OverlapPowerSums(11, 0, 0.75F, nullptr, nullptr).SumCount());
+  EXPECT_EQ(4, OverlapPowerSums(2147483520, 0, 0.75F, nullptr, nullptr).SumCount());
+  EXPECT_EQ(1, OverlapPowerSums(0, 0, 0.75F, nullptr, nullptr).SumCount());
+  EXPECT_EQ(1, OverlapPowerSums(INT_MAX, 0, 0.0F, nullptr, nullptr).SumCount());
 }
 
 TEST(OverlapPowerSums, AgreesWithWindowsThatAreKept) {
