@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "measurement/KWeighting.h"
 #include "measurement/SampleMath.h"
 #include "tests/measurement/RandomSamples.h"
 #include "tests/support/Bits.h"
@@ -21,6 +22,19 @@ TEST(MultiplyAdd, LostBitsDecideBetweenTwoNeighbours) {
   EXPECT_BITS_EQ(3.0F + 0x1p-21F, MultiplyAdd(3.0F, a, 0.0F));
   EXPECT_BITS_EQ(3.0F + 0x1p-21F, MultiplyAdd(3.0F, a, 0x1p-100F));
   EXPECT_BITS_EQ(3.0F + 0x1p-22F, MultiplyAdd(3.0F, a, -0x1p-100F));
+}
+
+TEST(MultiplyAdd, TermOfTheHighPassIsRoundedOnce) {
+  // The product lies in the middle between 0x1.7621p-7 and the next single. What is added to it is
+  // too small for a double, which would then go to the even neighbour below.
+  const float factor = -KWeightingFor(48000).secondStageA[1];
+  ASSERT_BITS_EQ(0x1.fd73cp+0F, factor);
+  const float output = 0x1.78p-8F;
+  const float sum = 0x1.170c2p-79F;
+  EXPECT_BITS_EQ(0x1.762102p-7F, MultiplyAdd(factor, output, sum));
+  const double roundedTwice =
+      static_cast<double>(factor) * static_cast<double>(output) + static_cast<double>(sum);
+  EXPECT_BITS_EQ(0x1.7621p-7F, static_cast<float>(roundedTwice));
 }
 
 TEST(MultiplyAdd, RoundsOnceAmongTheSmallestSingles) {

@@ -8,7 +8,8 @@
 //            0.0. A function that takes a history by reference appends what it consumed.
 // Units      samples: full scale 1.0. Loudness: LUFS. Peaks and limiter levels: dB.
 //            Positions: frames since the start of the pass.
-// Rounding   products and sums are formed in double and stored as float after every term.
+// Rounding   a running sum of products takes each term exactly and is rounded to float once
+//            after it (AddedProduct); other formulas are worked in double and stored as float.
 //            Build with -msse2 -mfpmath=sse -ffp-contract=off.
 // NaN        the payload and sign of a NaN are the compiler's choice: compare NaN as NaN.
 // Thread     pure functions, no shared state.
