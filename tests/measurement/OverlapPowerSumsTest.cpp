@@ -11,7 +11,9 @@
 #include "measurement/SampleMath.h"
 #include "tests/measurement/RandomSamples.h"
 #include "tests/support/Bits.h"
+#include "tests/support/Signals.h"
 #include "tests/support/TestMain.h"
+#include "tests/support/twin/Kernels.h"
 
 namespace harvane {
 namespace {
@@ -61,6 +63,45 @@ TEST(OverlapPowerSums, AfterResetAWindowNeedsItsFullLength) {
   EXPECT_TRUE(windows.positions.empty());
   sums.Append(twos.data(), 1, 2);
   EXPECT_TRUE(support::SameLists({4.0F}, windows.meanSquares));
+}
+
+TEST(OverlapPowerSums, ChunksOf239FillAWindowDuringTheEightyFirst) {
+  Windows windows;
+  OverlapPowerSums sums(19200, 0, 0.75F, &windows, Windows::Take);
+  const std::vector<float> noise = support::NoiseFloat(1, 239 * 101, 1.0F);
+  const auto append = [&](int chunk) {
+    sums.Append(noise.data() + 239 * (chunk - 1), 239, 239 * chunk);
+  };
+  for (int chunk = 1; chunk <= 80; ++chunk) append(chunk);
+  EXPECT_TRUE(windows.positions.empty());
+  append(81);
+  EXPECT_EQ(windows.positions, std::vector<int>{239 * 81});
+  // 14400 are kept and 159 join them; 4641 more fill the window: 19 chunks and 100 samples.
+  EXPECT_EQ(4641, sums.SamplesToBorder());
+  for (int chunk = 82; chunk <= 100; ++chunk) append(chunk);
+  EXPECT_EQ(100, sums.SamplesToBorder());
+  EXPECT_EQ(1U, windows.positions.size());
+  append(101);
+  EXPECT_EQ(windows.positions, (std::vector<int>{239 * 81, 239 * 101}));
+  EXPECT_TRUE(support::SameLists(
+      {twin::MeanSquare(noise.data(), 19200), twin::MeanSquare(noise.data() + 4800, 19200)},
+      windows.meanSquares));
+}
+
+TEST(OverlapPowerSums, OnesWithoutACallbackGatherAndShiftAsUsual) {
+  Windows windows;
+  OverlapPowerSums heard(8, 0, 0.75F, &windows, Windows::Take);
+  OverlapPowerSums unheard(8, 0, 0.75F, nullptr, nullptr);
+  const std::vector<float> noise = support::NoiseFloat(2, 350, 1.0F);
+  for (int run = 0; run < 50; ++run) {
+    for (OverlapPowerSums* sums : {&heard, &unheard}) sums->Append(noise.data() + 7 * run, 7, run);
+    ASSERT_EQ(heard.SamplesToBorder(), unheard.SamplesToBorder()) << run;
+    ASSERT_TRUE(support::SameLists({heard.Sums(), heard.Sums() + heard.SumCount()},
+                                   {unheard.Sums(), unheard.Sums() + unheard.SumCount()}))
+        << run;
+  }
+  // Hops of 2: 350 samples are 171 windows and a full one that waits.
+  EXPECT_EQ(171U, windows.positions.size());
 }
 
 TEST(OverlapPowerSums, DetachedOnesCallNobody) {

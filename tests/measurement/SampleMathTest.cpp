@@ -386,15 +386,19 @@ TEST(SampleMath, CopiesOfAStateShareTheHistories) {
 
 TEST(SampleMath, FilterPassesAllocationFailureOn) {
   Filter filter;
-  const float x = 1.0F;
   const float a[] = {1.0F, 0.0F, 0.0F};
-  float y = 0.0F;
-  // Two scratch arrays for the whole block.
-  EXPECT_EQ(2U, measurement_tests::FailuresUntilSuccess([&](std::size_t allowed) {
-              return measurement_tests::SucceedsWithAllocations(allowed, [&] {
-                kMath.FilterBlock(&x, 1, a, 3, a, 3, &y, {&filter.inputs, &filter.outputs, 3, 2});
-              });
-            }));
+  // Two scratch arrays for the whole block, however long it is.
+  for (const std::size_t n : {std::size_t{1}, std::size_t{239}}) {
+    const std::vector<float> x(n, 1.0F);
+    std::vector<float> y(n);
+    EXPECT_EQ(2U, measurement_tests::FailuresUntilSuccess([&](std::size_t allowed) {
+                return measurement_tests::SucceedsWithAllocations(allowed, [&] {
+                  kMath.FilterBlock(x.data(), static_cast<int>(n), a, 3, a, 3, y.data(),
+                                    {&filter.inputs, &filter.outputs, 3, 2});
+                });
+              }))
+        << n;
+  }
 }
 
 twin::Biquad RandomBiquad(support::NoiseSource* noise) {
@@ -494,17 +498,22 @@ TEST(SampleMath, NoPhasesWriteOneValuePerSample) {
 }
 
 TEST(SampleMath, OversamplerPassesAllocationFailureOn) {
-  const Bank bank({{1.0F, 2.0F}});
   SampleHistory history(2);
   const float coefficients[] = {1.0F, 2.0F};
-  const PolyphaseBranch branch = {coefficients, 2};
-  const PolyphaseBank single = {&branch, 1};
-  const float x = 1.0F;
-  float y = 0.0F;
-  EXPECT_EQ(1U, measurement_tests::FailuresUntilSuccess([&](std::size_t allowed) {
-              return measurement_tests::SucceedsWithAllocations(
-                  allowed, [&] { kMath.OversampleBlock(&x, 1, &single, 1, &y, &history); });
-            }));
+  const PolyphaseBranch branches[] = {{coefficients, 2}, {coefficients, 2}};
+  const PolyphaseBank bank = {branches, 2};
+  // One scratch array for the whole block, however long it is.
+  for (const std::size_t n : {std::size_t{1}, std::size_t{239}}) {
+    const std::vector<float> x(n, 1.0F);
+    std::vector<float> y(2 * n);
+    EXPECT_EQ(1U, measurement_tests::FailuresUntilSuccess([&](std::size_t allowed) {
+                return measurement_tests::SucceedsWithAllocations(allowed, [&] {
+                  kMath.OversampleBlock(x.data(), static_cast<int>(n), &bank, 2, y.data(),
+                                        &history);
+                });
+              }))
+        << n;
+  }
 }
 
 std::vector<std::vector<float>> RandomTaps(support::NoiseSource* noise) {
