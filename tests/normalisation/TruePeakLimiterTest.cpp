@@ -6,7 +6,9 @@
 #include <array>
 #include <bit>
 #include <cmath>
+#include <cstddef>
 #include <limits>
+#include <string>
 #include <vector>
 
 #include "measurement/TruePeakMeter.h"
@@ -218,6 +220,11 @@ TEST(TruePeakLimiterDeathTest, EntryBeyondTheChannelsStops) {
   EXPECT_DEATH(limiter.PushDelay(0.0F, 2), "out of range");
   EXPECT_DEATH(limiter.PushLookAhead(0.0F, 2), "out of range");
   EXPECT_DEATH(limiter.DelayedSample(2), "out of range");
+  const OnePhase newest({1.0F});
+  EXPECT_DEATH(limiter.PeakEstimate(2, 1, newest.Bank()), "out of range");
+  EXPECT_DEATH(limiter.PeakEstimate(-1, 1, newest.Bank()), "out of range");
+  std::vector<float> run(kDelaySamples);
+  EXPECT_DEATH(limiter.PushRun(run.data(), 1, 2), "out of range");
   EXPECT_DEATH(limiter.ToDecibels(1.0F, 2), "out of range");
   EXPECT_DEATH(limiter.ApplyStaticCurve(1.0F, -1), "out of range");
   EXPECT_DEATH(limiter.TakeReduction(2), "out of range");
@@ -320,6 +327,74 @@ TEST(TruePeakLimiter, SampleComesOutNinetyFivePushesLater) {
     const int wanted = i > 95 ? i - 95 : 0;
     ASSERT_BITS_EQ(static_cast<float>(wanted), limiter.DelayedSample(0));
   }
+}
+
+struct RateDelay {
+  int rate;
+  double milliseconds;
+};
+
+class TruePeakLimiterDelay : public testing::TestWithParam<RateDelay> {};
+
+TEST_P(TruePeakLimiterDelay, LastsItsPublishedTime) {
+  TruePeakLimiter limiter;
+  limiter.Init(1, GetParam().rate);
+  int samples = 0;
+  for (limiter.PushDelay(1.0F, 0); limiter.DelayedSample(0) == 0.0F; limiter.PushDelay(0.0F, 0)) {
+    ASSERT_GT(1000, ++samples);
+  }
+  // Published to the microsecond.
+  EXPECT_NEAR(GetParam().milliseconds, 1000.0 * samples / GetParam().rate, 0.0005);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rates, TruePeakLimiterDelay,
+                         testing::Values(RateDelay{44100, 2.154}, RateDelay{48000, 1.979},
+                                         RateDelay{88200, 1.077}, RateDelay{96000, 0.990},
+                                         RateDelay{176400, 0.539}, RateDelay{192000, 0.495}),
+                         [](const auto& info) { return "Rate" + std::to_string(info.param.rate); });
+
+// Runs of any length beside single pushes into lines of the same samples.
+TEST(TruePeakLimiter, RunsOfSamplesAreSinglePushes) {
+  support::ForEachSeed(300, [](std::uint64_t seed) {
+    support::NoiseSource noise(seed);
+    TruePeakLimiter inRuns = Stereo48k();
+    TruePeakLimiter bySample = Stereo48k();
+    std::vector<float> pushed[2];
+    for (int run = 0; run < 5; ++run) {
+      const int channel = static_cast<int>(noise.NextBelow(2));
+      const std::size_t n = noise.NextBelow(noise.NextBelow(2) == 0 ? 14 : 240);
+      SCOPED_TRACE("run " + std::to_string(run) + " of " + std::to_string(n) + ", channel " +
+                   std::to_string(channel));
+      constexpr std::size_t kBefore = kDelaySamples - 1;
+      std::vector<float>& all = pushed[channel];
+      std::vector<float> samples(kBefore + n, kNan);
+      std::vector<float> delayed;
+      for (std::size_t i = 0; i < n; ++i) {
+        samples[kBefore + i] = support::AnyFloat(&noise, 2.0F);
+        all.push_back(samples[kBefore + i]);
+        bySample.PushLookAhead(all.back(), channel);
+        bySample.PushDelay(all.back(), channel);
+        delayed.push_back(bySample.DelayedSample(channel));
+      }
+      inRuns.PushRun(samples.data(), static_cast<int>(n), channel);
+
+      // The delayed samples, then those that are still in the line.
+      ASSERT_TRUE(support::SameLists(delayed, {samples.data(), samples.data() + n}));
+      std::vector<float> line(kBefore, 0.0F);
+      line.insert(line.end(), all.begin(), all.end());
+      ASSERT_TRUE(support::SameLists(
+          {line.end() - static_cast<std::ptrdiff_t>(samples.size()), line.end()}, samples));
+      for (int k = 0; k < kLookAheadSamples; ++k) {
+        std::vector<float> taps(kLookAheadSamples, 0.0F);
+        taps[static_cast<std::size_t>(k)] = 1.0F;
+        const OnePhase phase(taps);
+        ASSERT_BITS_EQ(bySample.PeakEstimate(channel, 1, phase.Bank()),
+                       inRuns.PeakEstimate(channel, 1, phase.Bank()))
+            << "age " << k;
+      }
+      ASSERT_BITS_EQ(bySample.DelayedSample(channel), inRuns.DelayedSample(channel));
+    }
+  });
 }
 
 struct RatePhases {
@@ -638,6 +713,244 @@ TEST_P(TruePeakLimiterChain, AgreesWithTheTwin) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rates, TruePeakLimiterChain, testing::ValuesIn(kRates), RateName);
+
+// ---- the control path over many peaks
+
+// What a frame does with one peak.
+float GainByStep(TruePeakLimiter* limiter, float peak) {
+  if (peak == 0.0F) return 1.0F;
+  Walk(limiter, peak);
+  return limiter->LinearGain(0);
+}
+
+// The levels that are there for good; those of the last peak need not be exact.
+std::vector<float> KeptLevelsOf(const TruePeakLimiter& limiter) {
+  return {limiter.Reduction(0), limiter.PeakHold(0), limiter.Smoothed(0), limiter.Control(0),
+          limiter.LinearGain(0)};
+}
+
+testing::AssertionResult SameGains(const std::vector<float>& peaks, TruePeakLimiter* atOnce,
+                                   TruePeakLimiter* byStep) {
+  std::vector<float> wanted;
+  for (const float peak : peaks) wanted.push_back(GainByStep(byStep, peak));
+  std::vector<float> gains(peaks.size(), kNan);
+  atOnce->GainsFor(peaks.data(), static_cast<int>(peaks.size()), gains.data());
+  const testing::AssertionResult result = support::SameLists(wanted, gains);
+  if (!result) return result;
+  return support::SameLists(KeptLevelsOf(*byStep), KeptLevelsOf(*atOnce));
+}
+
+float LevelOf(float peak) {
+  return static_cast<float>(20.0 * static_cast<double>(twin::Log10(peak)));
+}
+
+bool IsUnderKnee(float peak, float threshold, float knee) {
+  return 2.0 * (static_cast<double>(LevelOf(peak)) - static_cast<double>(threshold)) <
+         -static_cast<double>(knee);
+}
+
+TEST(TruePeakLimiter, SilentPeaksGiveOneAndFreezeTheState) {
+  TruePeakLimiter limiter = Stereo48k();
+  const float peaks[] = {4.0F, 0.0F, -0.0F};
+  float gains[3];
+  limiter.GainsFor(peaks, 3, gains);
+  EXPECT_GT(1.0F, gains[0]);
+  EXPECT_BITS_EQ(1.0F, gains[1]);
+  EXPECT_BITS_EQ(1.0F, gains[2]);
+  EXPECT_BITS_EQ(gains[0], limiter.LinearGain(0));
+  const std::vector<float> before = LevelsOf(limiter, 0);
+  limiter.GainsFor(peaks + 1, 2, gains);
+  EXPECT_TRUE(support::SameLists(before, LevelsOf(limiter, 0)));
+}
+
+TEST(TruePeakLimiter, NoPeaksChangeNothing) {
+  TruePeakLimiter limiter = Stereo48k();
+  Walk(&limiter, 4.0F);
+  const std::vector<float> before = LevelsOf(limiter, 0);
+  limiter.GainsFor(nullptr, 0, nullptr);
+  EXPECT_TRUE(support::SameLists(before, LevelsOf(limiter, 0)));
+}
+
+// Settings of a job, other ordinary ones, and any; peaks around the knee, and any.
+TEST(TruePeakLimiter, GainsOfManyPeaksAreThoseOfTheSteps) {
+  support::ForEachSeed(1000, [](std::uint64_t seed) {
+    support::NoiseSource noise(seed);
+    TruePeakLimiter atOnce = Stereo48k();
+    TruePeakLimiter byStep = Stereo48k();
+    const auto both = [&](auto set) {
+      set(&atOnce);
+      set(&byStep);
+    };
+    const bool isAny = seed % 4 == 3;
+    const auto value = [&](float usual) {
+      return isAny ? support::AnyFloat(&noise, usual)
+                   : static_cast<float>(noise.NextBipolar()) * usual;
+    };
+    const float threshold = value(20.0F);
+    both([&](TruePeakLimiter* limiter) { limiter->SetThreshold(threshold); });
+    if (seed % 2 == 1) {
+      const float times[] = {std::fabs(value(0.01F)), std::fabs(value(0.01F))};
+      const float ratio = value(50.0F);
+      const float knee = value(20.0F);
+      const float makeup = noise.NextBelow(2) == 0 ? 0.0F : value(12.0F);
+      both([&](TruePeakLimiter* limiter) {
+        limiter->SetAttack(times[0]);
+        limiter->SetRelease(times[1]);
+        limiter->SetRatio(ratio);
+        limiter->SetKnee(knee);
+        limiter->SetMakeup(makeup);
+      });
+    }
+    for (int run = 0; run < 4; ++run) {
+      SCOPED_TRACE("threshold " + support::Show(threshold) + ", run " + std::to_string(run));
+      std::vector<float> peaks(noise.NextBelow(40));
+      const bool isQuiet = noise.NextBelow(3) == 0;
+      for (float& peak : peaks) {
+        const double decibels = static_cast<double>(threshold) + noise.NextBipolar() * 20.0;
+        peak = static_cast<float>(std::pow(10.0, decibels / 20.0));
+        if (isQuiet) peak *= 0.05F;
+        if (noise.NextBelow(8) == 0) peak = 0.0F;
+        // Special peaks only late: what is no number stays in the hold for ever.
+        if (run == 3 && noise.NextBelow(8) == 0) {
+          peak = std::fabs(support::AnyFloat(&noise, 2.0F));
+        }
+      }
+      ASSERT_TRUE(SameGains(peaks, &atOnce, &byStep));
+    }
+  });
+}
+
+TEST(TruePeakLimiter, KneeStartIsTheFirstPeakNotUnderTheKnee) {
+  support::ForEachSeed(1000, [](std::uint64_t seed) {
+    support::NoiseSource noise(seed);
+    TruePeakLimiter limiter = Stereo48k();
+    const float threshold = static_cast<float>(noise.NextBipolar()) * 24.0F;
+    const float knee = seed % 2 == 0 ? 12.0F : std::fabs(static_cast<float>(noise.NextBipolar()));
+    limiter.SetThreshold(threshold);
+    limiter.SetKnee(knee);
+    const float start = limiter.KneeStart();
+    if (start == 0.0F) {
+      EXPECT_TRUE(IsUnderKnee(8.0F, threshold, knee)) << support::Show(threshold);
+      return;
+    }
+    SCOPED_TRACE(support::Show(threshold) + ", knee " + support::Show(knee) + ", start " +
+                 support::Show(start));
+    const float below = std::nextafterf(start, 0.0F);
+    EXPECT_FALSE(IsUnderKnee(start, threshold, knee));
+    EXPECT_TRUE(IsUnderKnee(below, threshold, knee));
+    limiter.ToDecibels(below, 0);
+    limiter.ApplyStaticCurve(limiter.InputLevel(0), 0);
+    limiter.TakeReduction(0);
+    EXPECT_BITS_EQ(0.0F, limiter.Reduction(0));
+  });
+}
+
+TEST(TruePeakLimiter, KneeStartIsThatOfTheLatestThresholdAndKnee) {
+  TruePeakLimiter limiter = Stereo48k();
+  // 10 to the power of -7 / 20, and so on, but for the rounding of the level.
+  EXPECT_NEAR(0.4466836, static_cast<double>(limiter.KneeStart()), 1e-6);
+  limiter.SetThreshold(-14.0F);
+  EXPECT_NEAR(0.1, static_cast<double>(limiter.KneeStart()), 1e-6);
+  limiter.SetKnee(52.0F);
+  EXPECT_NEAR(0.01, static_cast<double>(limiter.KneeStart()), 1e-7);
+  limiter.Init(2, 48000);
+  EXPECT_NEAR(0.4466836, static_cast<double>(limiter.KneeStart()), 1e-6);
+}
+
+// Single by single around the last threshold that has a known start, or the first that has not.
+void ExpectStartsAround(float border, bool isKnownAbove) {
+  float threshold = border;
+  for (int i = 0; i < 4; ++i) threshold = std::nextafterf(threshold, -kInfinity);
+  for (int i = -4; i <= 4; ++i) {
+    SCOPED_TRACE("threshold " + support::Show(threshold));
+    TruePeakLimiter atOnce = Stereo48k();
+    TruePeakLimiter byStep = Stereo48k();
+    atOnce.SetThreshold(threshold);
+    byStep.SetThreshold(threshold);
+    const bool isKnown = isKnownAbove ? i > 0 : i <= 0;
+    EXPECT_EQ(isKnown, atOnce.KneeStart() != 0.0F);
+    std::vector<float> peaks = {8.5F, 16.0F, 2e-6F, 1e-7F, 1e-38F};
+    for (const float first : {8.0F, 9.5e-7F}) {
+      float peak = first;
+      for (int k = 0; k < 20; ++k) peak = std::nextafterf(peak, 0.0F);
+      for (int k = 0; k < 40; ++k) peaks.push_back(peak = std::nextafterf(peak, kInfinity));
+    }
+    std::sort(peaks.begin(), peaks.end());  // so that no hold hides the reductions behind it
+    EXPECT_TRUE(SameGains(peaks, &atOnce, &byStep));
+    threshold = std::nextafterf(threshold, kInfinity);
+  }
+}
+
+TEST(TruePeakLimiter, ThresholdsFarOverFullScaleHaveNoKnownKneeStart) {
+  // The knee of 12 dB begins at the level of 8.0, or above.
+  ExpectStartsAround(LevelOf(8.0F) + 6.0F, false);
+}
+
+TEST(TruePeakLimiter, ThresholdsFarUnderFullScaleHaveNoKnownKneeStart) {
+  // The knee begins at the level of 9.5e-7, some -120 dB, or below.
+  ExpectStartsAround(LevelOf(9.5e-7F) + 6.0F, true);
+}
+
+TEST(TruePeakLimiter, ThresholdThatIsNotFiniteHasNoKneeStart) {
+  for (const float threshold : {kNan, kInfinity, -kInfinity}) {
+    SCOPED_TRACE(threshold);
+    TruePeakLimiter atOnce = Stereo48k();
+    TruePeakLimiter byStep = Stereo48k();
+    atOnce.SetThreshold(threshold);
+    byStep.SetThreshold(threshold);
+    EXPECT_BITS_EQ(0.0F, atOnce.KneeStart());
+    EXPECT_TRUE(SameGains({1e-30F, 0.001F, 0.0F, 0.5F, 1.0F, 4.0F, 0.5F}, &atOnce, &byStep));
+  }
+}
+
+// ---- gains of 1 and beside it
+
+float GainOfControl(float decibels) {
+  TruePeakLimiter limiter = Stereo48k();
+  limiter.SetMakeup(decibels);
+  const float quiet = 0.001F;  // no reduction, so the makeup is the control
+  float gain = kNan;
+  limiter.GainsFor(&quiet, 1, &gain);
+  EXPECT_BITS_EQ(decibels, limiter.Control(0));
+  limiter.ToLinear(0);
+  EXPECT_BITS_EQ(gain, limiter.LinearGain(0));
+  return gain;
+}
+
+TEST(TruePeakLimiter, LowestControlWithoutAGainIsHalfAStepUnderOne) {
+  // 10^(x / 20) is 1 + x ln 10 / 20, and the middle between 1 and the single below 1 - 2^-25:
+  // x is -20 / (2^25 ln 10), that is -2.58859685e-07.
+  constexpr float kLast = -2.58859671e-07F;
+  EXPECT_BITS_EQ(1.0F, GainOfControl(kLast));
+  EXPECT_BITS_EQ(1.0F - 0x1p-24F, GainOfControl(std::nextafterf(kLast, -1.0F)));
+}
+
+TEST(TruePeakLimiter, ControlsAroundNothingAgreeWithTheTwin) {
+  for (const float border : {-2.58859671e-07F, 2.58859671e-07F, 5.177194e-07F, 0.0F}) {
+    float decibels = border;
+    for (int i = 0; i < 50; ++i) decibels = std::nextafterf(decibels, -1.0F);
+    for (int i = 0; i < 100; ++i) {
+      const float exponent = static_cast<float>(static_cast<double>(decibels) / 20.0);
+      ASSERT_BITS_EQ(twin::Pow(10.0F, exponent), GainOfControl(decibels))
+          << support::Show(decibels);
+      decibels = std::nextafterf(decibels, 1.0F);
+    }
+  }
+}
+
+TEST(TruePeakLimiter, OneGainAmongOnesIsNotLost) {
+  // Without a release the hold falls at once: one control that is heard among idle ones.
+  for (int place = 0; place < 9; ++place) {
+    TruePeakLimiter atOnce = Stereo48k();
+    TruePeakLimiter byStep = Stereo48k();
+    for (TruePeakLimiter* limiter : {&atOnce, &byStep}) limiter->SetRelease(0.0F);
+    std::vector<float> peaks(9, 0.001F);
+    peaks[static_cast<std::size_t>(place)] = 1.0F;
+    EXPECT_TRUE(SameGains(peaks, &atOnce, &byStep)) << place;
+    const std::vector<float> ones(9, 0.001F);
+    EXPECT_TRUE(SameGains(ones, &atOnce, &byStep)) << place;
+  }
+}
 
 }  // namespace
 }  // namespace harvane
