@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -175,13 +176,19 @@ class DelayAudioFrameDelay : public testing::TestWithParam<RateDelay> {};
 TEST_P(DelayAudioFrameDelay, IsNinetyFiveFrames) {
   SecondPass pass({"1"}, 1, GetParam().rate, {{1.0F, true}});
   // Under the knee throughout, so that what comes out is the input itself.
-  const Samples input = support::NoiseInt16(1, 400, 1000);
+  Samples input = support::NoiseInt16(1, 400, 1000);
+  input[0] = 1000;
   pass.Deliver({input});
   std::vector<float> wanted(kDelay, 0.0F);
   const std::vector<float> gained = Gained(input, 1.0F);
   wanted.insert(wanted.end(), gained.begin(), gained.end() - static_cast<std::ptrdiff_t>(kDelay));
-  EXPECT_TRUE(support::SameLists(wanted, pass.Output(0)));
-  EXPECT_NEAR(GetParam().milliseconds, 95000.0 / GetParam().rate, 0.0005);
+  const std::vector<float> output = pass.Output(0);
+  EXPECT_TRUE(support::SameLists(wanted, output));
+  const auto isHeard = [](float v) { return v != 0.0F; };
+  const auto silence = std::find_if(output.begin(), output.end(), isHeard) - output.begin();
+  // Published to the microsecond.
+  EXPECT_NEAR(GetParam().milliseconds, 1000.0 * static_cast<double>(silence) / GetParam().rate,
+              0.0005);
 }
 
 INSTANTIATE_TEST_SUITE_P(Rates, DelayAudioFrameDelay,
@@ -363,6 +370,87 @@ TEST(DelayAudioFrame, FullChunkIsMeasuredAtTheFrameThatFillsIt) {
   EXPECT_GT(pass.Instance().Results()[0].maxTruePeak, -7.0F);
   EXPECT_EQ(238, pass.Instance().Results()[0].maxTruePeakPosition);
   EXPECT_TRUE(pass.Gathered(0).empty());
+}
+
+// ---- gains that are no numbers
+
+// At this rate a chunk has 9 frames, and 7000 frames hold windows of both lengths.
+constexpr std::uint32_t kLowRate = 2000;
+constexpr int kLowRateChunk = 9;
+
+TrackMeasurement MeasuredAfter(float gain, bool isLimited) {
+  SecondPass pass({"1"}, 1, kLowRate, {{gain, isLimited}});
+  pass.Deliver({Samples(7000, 1000)});
+  return pass.Instance().Results()[0];
+}
+
+void ExpectNothingHeard(const TrackMeasurement& measured) {
+  EXPECT_BITS_EQ(-70.0F, measured.maxMomentary);
+  EXPECT_EQ(0, measured.maxMomentaryPosition);
+  EXPECT_BITS_EQ(-70.0F, measured.maxShortTerm);
+  EXPECT_EQ(0, measured.maxShortTermPosition);
+  EXPECT_BITS_EQ(-70.0F, measured.integratedLoudness);
+  EXPECT_BITS_EQ(-70.0F, measured.loudnessRange);
+}
+
+void ExpectNoPeak(const TrackMeasurement& measured) {
+  EXPECT_BITS_EQ(-70.0F, measured.maxTruePeak);
+  EXPECT_EQ(0, measured.maxTruePeakPosition);
+}
+
+TEST(DelayAudioFrame, GainOfANumberIsHeardInEveryValue) {
+  for (const bool isLimited : {false, true}) {
+    const TrackMeasurement measured = MeasuredAfter(1.0F, isLimited);
+    for (const float value :
+         {measured.maxMomentary, measured.maxShortTerm, measured.integratedLoudness,
+          measured.loudnessRange, measured.maxTruePeak}) {
+      EXPECT_GT(value, -70.0F);
+    }
+  }
+}
+
+TEST(DelayAudioFrame, GainThatIsNoNumberPassesNoGateAndEntersNoMaximum) {
+  for (const bool isLimited : {false, true}) {
+    const TrackMeasurement measured =
+        MeasuredAfter(std::numeric_limits<float>::quiet_NaN(), isLimited);
+    ExpectNothingHeard(measured);
+    ExpectNoPeak(measured);
+  }
+}
+
+TEST(DelayAudioFrame, InfiniteGainIsHeardAsAPeakOnly) {
+  const float infinity = std::numeric_limits<float>::infinity();
+  for (const float gain : {infinity, -infinity}) {
+    // The first interpolated value is an infinite product, all later ones differences of some.
+    const TrackMeasurement measured = MeasuredAfter(gain, false);
+    ExpectNothingHeard(measured);
+    EXPECT_BITS_EQ(infinity, measured.maxTruePeak);
+    EXPECT_EQ(kLowRateChunk - 1, measured.maxTruePeakPosition);
+    // The reduction is infinity less infinity, and so is no gain.
+    const TrackMeasurement limited = MeasuredAfter(gain, true);
+    ExpectNothingHeard(limited);
+    ExpectNoPeak(limited);
+  }
+}
+
+TEST(DelayAudioFrame, TrackWithoutNumbersLeavesTheOthersAlone) {
+  const Samples steady(7000, 1000);
+  const float gain = std::numeric_limits<float>::quiet_NaN();
+  SecondPass pass({"3"}, 4, kLowRate, {{gain, true}, {1.0F, true}});
+  pass.Deliver({steady, steady, steady, steady});
+  ExpectNothingHeard(pass.Instance().Results()[0]);
+  ExpectNoPeak(pass.Instance().Results()[0]);
+  SecondPass alone({"2"}, 2, kLowRate, {{1.0F, true}});
+  alone.Deliver({steady, steady});
+  EXPECT_TRUE(support::SameLists(alone.Output(0), pass.Output(2)));
+  const TrackMeasurement& wanted = alone.Instance().Results()[0];
+  const TrackMeasurement& got = pass.Instance().Results()[1];
+  EXPECT_GT(wanted.integratedLoudness, -70.0F);
+  EXPECT_BITS_EQ(wanted.maxMomentary, got.maxMomentary);
+  EXPECT_BITS_EQ(wanted.maxShortTerm, got.maxShortTerm);
+  EXPECT_BITS_EQ(wanted.integratedLoudness, got.integratedLoudness);
+  EXPECT_BITS_EQ(wanted.loudnessRange, got.loudnessRange);
+  EXPECT_BITS_EQ(wanted.maxTruePeak, got.maxTruePeak);
 }
 
 // ---- stops

@@ -180,6 +180,63 @@ TEST_F(DelayAudioGains, FiltersAndOversamplersRunOn) {
   EXPECT_GT(peaks[1], peaks[0] + 10.0F);
 }
 
+TEST_F(DelayAudioGains, KWeightingRunsOn) {
+  // All that the silent second pass measures is what the filters of the first have kept.
+  constexpr std::size_t kChunk = 239;
+  constexpr std::size_t kChunks = 81;  // the first that fill a window and go past it
+  support::ParameterTexts texts;
+  texts.formats[0] = "1";
+  support::LinkedJob mono(texts, kRate, 1);
+  const std::vector<std::int16_t> loud(2 * kChunk, 16000);
+  mono.RunPass(0, loud, 1, 100);
+  mono.RunPass(1, std::vector<std::int16_t>(kChunks * kChunk, 0), 1, 1000);
+
+  std::vector<float> stream = support::ToFloat(loud);
+  stream.resize(stream.size() + kChunks * kChunk, 0.0F);
+  const twin::KWeighting row = twin::KWeightingOf(kRate);
+  std::vector<float> pasts[4];
+  const std::vector<float> weighted = twin::FilterBlock(
+      twin::FilterBlock(stream, row.first, &pasts[0], &pasts[1]), row.second, &pasts[2], &pasts[3]);
+  const float wanted =
+      twin::LoudnessOf({twin::WeightedPower(weighted.data() + loud.size(), kMomentaryWindow, 0)});
+  ASSERT_GT(wanted, -70.0F);
+  EXPECT_BITS_EQ(wanted, mono.Instance().Results()[0].maxMomentary);
+  EXPECT_EQ(static_cast<int>(kChunks * kChunk) - 1,
+            mono.Instance().Results()[0].maxMomentaryPosition);
+}
+
+// Every level and line of a stereo limiter of `entries` entries is as Init made it. The look-ahead
+// lines are seen through the filter, the delay lines by pushing them empty.
+void ExpectUntouched(TruePeakLimiter* limiter, int entries, const TruePeakMeter& meter) {
+  for (int i = 0; i < entries; ++i) {
+    SCOPED_TRACE(i);
+    for (const float level : {limiter->InputLevel(i), limiter->CurveOutput(i),
+                              limiter->Reduction(i), limiter->PeakHold(i), limiter->Smoothed(i),
+                              limiter->Control(i), limiter->LinearGain(i)}) {
+      EXPECT_BITS_EQ(0.0F, level);
+    }
+    EXPECT_BITS_EQ(0.0F, limiter->PeakEstimate(i, meter.GetPhases(), meter.GetBank()));
+    for (int age = kDelaySamples - 1; age >= 0; --age) {
+      ASSERT_BITS_EQ(0.0F, limiter->DelayedSample(i)) << "age " << age;
+      limiter->PushDelay(0.0F, i);
+    }
+  }
+}
+
+TEST_F(DelayAudioGains, LimiterIsIdleInTheFirstPass) {
+  support::LinkedJob loud(support::ParameterTexts(), kRate, 2);
+  const std::vector<std::int16_t> noise = support::NoiseInt16(1, 2 * 1000, 32767);
+  DelayAudio& instance = loud.Instance();
+  const TruePeakMeter& meter = *DelayAudioProbe::TruePeakMeters(instance)[0];
+  std::vector<std::int16_t> output;
+  loud.Session().StartPass(0);
+  loud.Session().Deliver(noise.data(), 1000, &output);
+  ASSERT_GT(instance.Results()[0].maxTruePeak, -3.0F);
+  ExpectUntouched(DelayAudioProbe::Limiters(instance)[0], 2, meter);
+  loud.EndPass();
+  ExpectUntouched(DelayAudioProbe::Limiters(instance)[0], 4, meter);
+}
+
 TEST_F(DelayAudioGains, SinglePassNeverDecides) {
   support::ParameterTexts texts;
   texts.numberOfPasses = "1";
