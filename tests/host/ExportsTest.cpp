@@ -675,7 +675,7 @@ TEST_P(EveryRate, GivesTheTwinsSamplesInBothKindsOfJob) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Exports, EveryRate,
-                         testing::Values(44100, 48000, 88200, 96000, 176400, 192000),
+                         testing::Values(22050, 32000, 44100, 48000, 88200, 96000, 176400, 192000),
                          [](const auto& info) { return "Rate" + std::to_string(info.param); });
 
 TEST_F(Exports, SequencesOnOneInstanceInheritNothing) {
@@ -835,9 +835,15 @@ TEST_F(Exports, RowsAreTheTwinsInTheOrderOfTheInstances) {
   spec.channels = 1;
   spec.formats[0] = 1;
   run(spec, 43, 238);  // shorter than a chunk: the reset values
+  // Rates without filters of their own; the windows of 22050 are not four hops long.
+  spec = StereoJob(2);
+  spec.sampleRate = 22050;
+  run(spec, 44, 72000);
+  spec.sampleRate = 32000;
+  run(spec, 45, 100000);
   QueueFillerRows(Module(), LogFolder(), static_cast<int>(wanted.size()));
   Unload();
-  EXPECT_EQ(wanted.size(), 5U);
+  EXPECT_EQ(wanted.size(), 9U);
   EXPECT_EQ(Difference(wanted, ReadRows(LogFilePath(LogFolder(), "log"))), "");
 }
 
