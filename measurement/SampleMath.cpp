@@ -102,17 +102,21 @@ void SampleMath::SamplesToTimeCode(int position, int frameRate, int sampleRate,
                                    TimeCode* out) const {
   *out = TimeCode{0, 0, 0, 0};
   if (sampleRate == 0) return;
+  // 64 bits: the smallest 32-bit number divided by -1 has no 32-bit quotient.
+  const std::int64_t frames = position;
   if (frameRate != 0) {
-    const int samplesPerFrame = sampleRate / frameRate;
-    if (samplesPerFrame != 0) out->framesOrMilliseconds = (position / samplesPerFrame) % frameRate;
+    const std::int64_t samplesPerFrame = std::int64_t{sampleRate} / frameRate;
+    if (samplesPerFrame != 0) {
+      out->framesOrMilliseconds = static_cast<int>(frames / samplesPerFrame % frameRate);
+    }
   } else {
     out->framesOrMilliseconds =
-        TruncateToInt(static_cast<double>(position % sampleRate) / sampleRate * 1000.0);
+        TruncateToInt(static_cast<double>(frames % sampleRate) / sampleRate * 1000.0);
   }
-  const int totalSeconds = position / sampleRate;
-  out->hours = totalSeconds / 3600;
-  out->minutes = (totalSeconds % 3600) / 60;
-  out->seconds = totalSeconds % 60;
+  const std::int64_t totalSeconds = frames / sampleRate;
+  out->hours = static_cast<int>(totalSeconds / 3600);
+  out->minutes = static_cast<int>(totalSeconds % 3600 / 60);
+  out->seconds = static_cast<int>(totalSeconds % 60);
 }
 
 void SampleMath::FilterBlock(const float* x, int n, const float* a, int aLength, const float* b,

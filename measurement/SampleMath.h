@@ -61,6 +61,8 @@ class SampleMath {
   //
   // Deliberate: a video frame is cut to whole samples, so the frame field runs
   // ahead of the seconds where the frame rate does not divide the sample rate.
+  // A position below zero, where a count went on past its end, gives all fields
+  // below zero.
   // A rate that leaves no whole sample to a frame, and a sample rate of 0, give
   // 0 in the fields concerned.
   void SamplesToTimeCode(int position, int frameRate, int sampleRate, TimeCode* out) const;

@@ -276,6 +276,20 @@ TEST(SampleMath, SampleRateOfZeroGivesTimeZero) {
   EXPECT_EQ("0:0:0:0", TimeCodeAt(123456, 0, 0));
 }
 
+TEST(SampleMath, PositionsBelowZeroGiveFieldsBelowZero) {
+  // 2147483648 = 44739 * 48000 + 11648; 44739 = 12 * 3600 + 25 * 60 + 39.
+  EXPECT_EQ("-12:-25:-39:-242", TimeCodeAt(INT_MIN, 0, 48000));
+  EXPECT_EQ("-12:-25:-39:-6", TimeCodeAt(INT_MIN, 25, 48000));
+  EXPECT_EQ("12:25:39:242", TimeCodeAt(INT_MAX, 0, 48000));
+  EXPECT_EQ("0:0:0:0", TimeCodeAt(-1, 25, 48000));
+}
+
+TEST(SampleMath, NoDivisorOfTheSmallestPositionTraps) {
+  EXPECT_EQ("-12:-25:-39:11648", TimeCodeAt(INT_MIN, -48000, 48000));
+  EXPECT_EQ("596523:14:8:0", TimeCodeAt(INT_MIN, 0, -1));
+  EXPECT_EQ("0:0:0:0", TimeCodeAt(0, -1, INT_MIN));
+}
+
 TEST(SampleMath, TimeCodeAgreesWithTheTwin) {
   support::ForEachSeed(10000, [](std::uint64_t seed) {
     support::NoiseSource noise(seed);
