@@ -24,7 +24,9 @@ namespace harvane {
 //            every list per track. Frame: one sample of every channel. Chunk:
 //            `blockSize` samples of one channel, the unit of measuring.
 // Units      samples: floats with full scale 1.0, 32767.0 steps of the host's
-//            16 bits for both signs. Positions: frames since the pass began.
+//            16 bits for both signs. Positions: frames since the pass began;
+//            behind 2147483647 (12.4 hours at 48000 Hz) they go on from
+//            -2147483648.
 // Order      as in Exports.h; it is not checked.
 // Errors     PluginException, std::logic_error, std::runtime_error,
 //            std::bad_alloc; nothing is rolled back. A list index out of range

@@ -140,7 +140,8 @@ void DelayAudio::MakeOutputRoom(std::uint32_t frames) {
 }
 
 void DelayAudio::FinishFrames(const MeasuredChannel* channels, int count, std::uint32_t frames) {
-  // Positions wrap around like the 32-bit words that they are.
+  // Deliberate: positions go on from the smallest number behind the largest, like the 32-bit words
+  // that they are. Test: AChunkAcrossTheEndHasThePositionOfItsLastFrame.
   sampleCounter = static_cast<int>(static_cast<std::uint32_t>(sampleCounter) + (frames - 1));
   MeasuredChannel full[kMaxChannels];
   int fullCount = 0;

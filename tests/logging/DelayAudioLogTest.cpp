@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -100,6 +101,16 @@ TEST(DelayAudioLog, TimeCodesAreMillisecondsWithoutAFrameRate) {
   job.RunEmptyPass(0);
   const std::string row = RowsOf(job.LogBytes())[0];
   EXPECT_EQ("00:00:01:500", row.substr(row.size() - 12));
+}
+
+TEST(DelayAudioLog, PositionsBehindTheEndOfTheCountHaveTimeCodesBelowZero) {
+  support::LinkedJob job(Texts("1"), kRate, kChannels);
+  constexpr int kSmallest = std::numeric_limits<int>::min();
+  DelayAudioProbe::Results(job.Instance())[1] = {1.5F, -48000, 2.5F, kSmallest,
+                                                 3.5F, 4.5F,   5.5F, kSmallest + 1920};
+  job.RunEmptyPass(0);
+  EXPECT_EQ("Job,Analysis,1,6,5.1,3.5,4.5,5.5,-12:-25:-39:-5,2.5,-12:-25:-39:-6,1.5,00:00:-1:00",
+            RowsOf(job.LogBytes())[1]);
 }
 
 TEST(DelayAudioLog, ProcessRowsShareNothingWithTheAnalysisRows) {
