@@ -88,12 +88,24 @@ void PendingFile::Commit() {
     throw FileError(path, "cannot be written: " + SystemText(errno));
   }
   RefuseInput();
+  if (!hidden.empty() || !LinkAs(target)) ReplaceTarget();
+  const Descriptor parent(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (parent.IsOpen()) fsync(parent.Number());
+}
+
+bool PendingFile::LinkAs(const std::string& name) const {
+  const std::string own = fmt::format("/proc/self/fd/{}", descriptor.Number());
+  if (linkat(AT_FDCWD, own.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) return true;
+  if (errno == EEXIST) return false;
+  throw FileError(path, "cannot be given its name: " + SystemText(errno));
+}
+
+void PendingFile::ReplaceTarget() {
   if (hidden.empty()) {
     const std::string name = HiddenName();
     RemoveAtSignals(name);
-    const std::string own = fmt::format("/proc/self/fd/{}", descriptor.Number());
-    if (linkat(AT_FDCWD, own.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) != 0) {
-      throw FileError(path, "cannot be given its name: " + SystemText(errno));
+    if (!LinkAs(name)) {
+      throw FileError(path, "cannot be given its name: " + name + " is there");
     }
     hidden = name;
   }
@@ -102,8 +114,6 @@ void PendingFile::Commit() {
   }
   hidden.clear();
   KeepAtSignals();
-  const Descriptor parent(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (parent.IsOpen()) fsync(parent.Number());
 }
 
 void PendingFile::RefuseInput() const {

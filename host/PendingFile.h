@@ -42,11 +42,13 @@ struct FileVersion {
 //
 // Until Commit it has no name, so that nothing of it can stay behind, however the
 // process ends. On a file system without such files it has a hidden name beside
-// the target, which goes with the object and at SIGINT, SIGTERM and SIGHUP, but
-// not when the process is killed; one such file at a time.
+// the target, ".harvane-" and 16 digits of chance, which goes with the object and
+// at SIGINT, SIGTERM and SIGHUP, but not when the process is killed; one such
+// file at a time.
 //
 // An existing target is replaced by Commit; through a symbolic link, the file
-// that the link leads to.
+// that the link leads to. For that moment every file has a hidden name, which a
+// killed process may leave behind; no later run takes or removes it.
 //
 // Errors     FileError.
 // Thread     one caller at a time.
@@ -75,6 +77,9 @@ class PendingFile {
   bool OpenNameless();
   void OpenHidden();
   std::string HiddenName() const;
+  // Gives the nameless file a name; false where there is one like it.
+  bool LinkAs(const std::string& name) const;
+  void ReplaceTarget();
 
   std::string path;
   std::string target;  // what `path` leads to
