@@ -9,6 +9,7 @@
 #include <array>
 #include <cctype>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <limits>
@@ -46,13 +47,50 @@ std::string FormatName(int format, int command) {
   return name.name;
 }
 
-// libsndfile corrects sizes that do not fit and tells only its parse log.
-bool HasCorrectedSizes(SNDFILE* sound) {
+// Bytes that a sample takes in a file; 0 where that is not a fixed number.
+int BytesOf(int coding) {
+  switch (coding) {
+    case SF_FORMAT_PCM_S8:
+    case SF_FORMAT_PCM_U8:
+      return 1;
+    case SF_FORMAT_PCM_16:
+      return 2;
+    case SF_FORMAT_PCM_24:
+      return 3;
+    case SF_FORMAT_PCM_32:
+    case SF_FORMAT_FLOAT:
+      return 4;
+    case SF_FORMAT_DOUBLE:
+      return 8;
+    default:
+      return 0;
+  }
+}
+
+// libsndfile corrects what does not fit, or passes over it, and tells only its parse log.
+bool HasWrongHeader(SNDFILE* sound, const SF_INFO& format) {
   constexpr std::size_t kLogBytes = 16384;
   std::string log(kLogBytes, '\0');
   sf_command(sound, SFC_GET_LOG_INFO, log.data(), static_cast<int>(log.size()));
-  return log.find("(should be ") != std::string::npos ||
-         log.find("> file length") != std::string::npos;
+  for (const char* sign : {"(should be ", "> file length", "not equal to frame count"}) {
+    if (log.find(sign) != std::string::npos) return true;
+  }
+  const std::string blockSize = "Block Align   : ";
+  const std::size_t start = log.find(blockSize);
+  const int bytes = BytesOf(format.format & SF_FORMAT_SUBMASK);
+  return start != std::string::npos && bytes != 0 &&
+         std::atoi(log.c_str() + start + blockSize.size()) != bytes * format.channels;
+}
+
+// Why libsndfile has not opened a file; its own words where they mean something to a user.
+std::string OpeningFailure() {
+  std::string reason = sf_strerror(nullptr);
+  if (reason.find("SF_INFO") != std::string::npos) {
+    return "its header names an impossible sample rate, length or number of channels";
+  }
+  if (reason.find("internal error") != std::string::npos) return "its header is damaged";
+  while (!reason.empty() && (reason.back() == '.' || reason.back() == '\n')) reason.pop_back();
+  return reason;
 }
 
 std::string Lowered(std::string text) {
@@ -150,9 +188,8 @@ AudioReader::AudioReader(const std::string& path)
   SF_INFO format{};
   sound.reset(sf_open_fd(descriptor.Number(), SFM_READ, &format, SF_FALSE));
   if (!sound) {
-    std::string reason = sf_strerror(nullptr);
-    while (!reason.empty() && (reason.back() == '.' || reason.back() == '\n')) reason.pop_back();
-    throw FileError(path, fmt::format("cannot be read as audio: {}; {}", reason, kRightKinds));
+    throw FileError(path,
+                    fmt::format("cannot be read as audio: {}; {}", OpeningFailure(), kRightKinds));
   }
   TakeFormat(format);
   TakeTags();
@@ -180,7 +217,7 @@ void AudioReader::TakeFormat(const SF_INFO& format) {
       throw FileError(path, fmt::format("is of the kind \"{}\"; {}",
                                         FormatName(container, SFC_GET_FORMAT_INFO), kRightKinds));
   }
-  info.isHeaderWrong = HasCorrectedSizes(sound.get());
+  info.isHeaderWrong = HasWrongHeader(sound.get(), format);
   info.isExtensible = container == SF_FORMAT_WAVEX;
   info.sampleRate = format.samplerate;
   info.channels = format.channels;

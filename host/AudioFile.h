@@ -34,7 +34,7 @@ struct AudioInfo {
   std::vector<int> channelMap;                     // SF_CHANNEL_MAP_*; empty if there is none
   std::vector<std::pair<int, std::string>> texts;  // SF_STR_* and value
   std::vector<unsigned char> broadcast;            // SF_BROADCAST_INFO; empty if there is none
-  bool isHeaderWrong;     // its sizes are not those of the file; what is there counts
+  bool isHeaderWrong;     // it does not fit what is in the file; that is what counts
   std::string reduction;  // how the samples become 16 bits; empty if they have 16
 };
 

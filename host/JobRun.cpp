@@ -148,13 +148,14 @@ class JobRun {
         format{static_cast<std::uint32_t>(reader.Info().sampleRate),
                static_cast<std::uint32_t>(map.ModuleChannels()),
                {}} {
-    CheckRate(request.input, reader.Info().sampleRate);
     CheckLength(request.input, reader.Info().frames);
+    CheckRate(request.input, reader.Info().sampleRate);
     CheckSurroundOrder(request.input, reader.Info(), map);
     if (reader.Info().isHeaderWrong) {
       Note(request.input,
-           fmt::format("warning: its header and its length disagree; the {} frames found are taken",
-                       reader.Info().frames));
+           fmt::format(
+               "warning: its header does not fit its contents; the {} frames found are taken",
+               reader.Info().frames));
     }
     if (!reader.Info().reduction.empty()) {
       Note(request.input, "note: " + reader.Info().reduction);
