@@ -156,11 +156,11 @@ TEST_F(KilledRuns, ARandomMomentLeavesWholeFilesAndTheNextRunDoesTheRest) {
   });
 }
 
-// ---- each system call that changes a file
+// ---- each system call that changes a folder, or makes a change last
 
 // True where the stopped `process` is about to make such a call.
-bool IsAtFileCall(pid_t process) {
-  constexpr unsigned long kCalls[] = {SYS_write, SYS_fsync, SYS_linkat, SYS_rename, SYS_unlink};
+bool IsAtFolderCall(pid_t process) {
+  constexpr unsigned long kCalls[] = {SYS_fsync, SYS_linkat, SYS_rename, SYS_unlink};
   __ptrace_syscall_info info{};
   const long size = ptrace(PTRACE_GET_SYSCALL_INFO, process, sizeof info, &info);
   return size > 0 && info.op == PTRACE_SYSCALL_INFO_ENTRY &&
@@ -185,7 +185,7 @@ class KilledRunsByCall : public KilledRuns {
       const bool isCall = WSTOPSIG(status) == (SIGTRAP | 0x80);
       // The trap of a new program is the tracer's alone.
       signal = isCall || WSTOPSIG(status) == SIGTRAP ? 0 : WSTOPSIG(status);
-      if (!isCall || !IsAtFileCall(process) || calls++ != n) continue;
+      if (!isCall || !IsAtFolderCall(process) || calls++ != n) continue;
       kill(process, SIGKILL);
       waitpid(process, &status, 0);
       return true;
@@ -207,7 +207,7 @@ class KilledRunsByCall : public KilledRuns {
   }
 };
 
-TEST_F(KilledRunsByCall, EveryCallThatChangesAFileLeavesWholeFiles) {
+TEST_F(KilledRunsByCall, EveryCallThatChangesTheFolderLeavesWholeFiles) {
   for (const std::string former : {"", "former"}) {
     int calls = 0;
     int hidden = 0;
@@ -221,7 +221,7 @@ TEST_F(KilledRunsByCall, EveryCallThatChangesAFileLeavesWholeFiles) {
           names.begin(), names.end(), [](const std::string& name) { return name[0] == '.'; }));
       ASSERT_LT(calls, 100);
     }
-    EXPECT_GT(calls, 6) << "the calls were not seen";
+    EXPECT_GT(calls, 3) << "the calls were not seen";
     EXPECT_EQ(ReadBytes(place.FileIn("out-a.wav")), outputs["out-a.wav"]);
     // Only a file that replaces another passes through a hidden name.
     EXPECT_EQ(hidden, former.empty() ? 0 : 1);

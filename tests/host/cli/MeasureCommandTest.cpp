@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/host/cli/CliSupport.h"
+#include "tests/support/Signals.h"
 
 namespace support {
 namespace {
@@ -39,6 +40,24 @@ TEST(MeasureCommand, GoesOnAfterAFileThatFails) {
   EXPECT_THAT(run.out, HasSubstr("b.flac\n"));
   EXPECT_THAT(run.out, Not(HasSubstr("none.wav")));
   EXPECT_THAT(run.err, HasSubstr("harvane: none.wav: cannot be opened"));
+}
+
+TEST(MeasureCommand, ManyFilesTakeNoMoreHandlesThanOne) {
+  constexpr int kFiles = 100;
+  const Workplace place;
+  WriteSound(place.FileIn("a.wav"), kWav16, 48000, 1, NoiseInt16(1, 4800, 99));
+  WriteBytes(place.FileIn("b.wav"), "RIFF");
+  std::string arguments = "measure";
+  for (int i = 0; i < kFiles; ++i) arguments += " a.wav b.wav";
+  const RunResult run = place.Run(arguments, "ulimit -n 16;");
+  EXPECT_EQ(run.code, 1);
+  int measured = 0;
+  for (std::size_t at = run.out.find("a.wav\n"); at != std::string::npos;
+       at = run.out.find("a.wav\n", at + 1)) {
+    ++measured;
+  }
+  EXPECT_EQ(measured, kFiles);
+  EXPECT_THAT(run.err, Not(HasSubstr("Too many open files")));
 }
 
 TEST(MeasureCommand, WritesNothingBesideTheLog) {
