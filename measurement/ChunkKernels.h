@@ -31,7 +31,7 @@ struct ChannelLanes {
 struct ChunkKernels {
   const char* name;
 
-  // `n` >= 2 further samples of every lane; moves `samples` on. The windows must
+  // `n` >= 1 further samples of every lane; moves `samples` on. The windows must
   // have no border within them.
   void (*weightAndSum)(ChannelLanes* lanes, int n);
 

@@ -37,8 +37,10 @@ struct MeterCallbacks {
 // each run of samples before feeding it. The states are never cleared.
 //
 // Deliberate: the newest accepted block enters the mean twice, and a window
-// left unfinished at the end is dropped. Tests: NewestBlockCountsTwice,
-// UnfinishedWindowIsNeverMeasured.
+// left unfinished at the end is dropped. Momentary and short-term values come
+// from these windows only, every 0.1 s and 0.75 s, so maxima miss what lies
+// between two. Tests: NewestBlockCountsTwice, UnfinishedWindowIsNeverMeasured,
+// and case 10 and 13 of the EBU signals.
 class LoudnessMeter {
  public:
   enum Mode : int { kMaximaOnly = 0, kGated = 1 };
