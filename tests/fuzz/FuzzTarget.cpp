@@ -1,5 +1,6 @@
 #include "tests/fuzz/FuzzTarget.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
@@ -9,10 +10,10 @@ namespace fuzz {
 namespace {
 
 constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
-thread_local std::size_t largestAllocation = kNoLimit;
+std::atomic<std::size_t> largestAllocation{kNoLimit};
 
 void* Allocate(std::size_t size) {
-  if (size > largestAllocation) return nullptr;
+  if (size > largestAllocation.load(std::memory_order_relaxed)) return nullptr;
   return std::malloc(size == 0 ? 1 : size);
 }
 

@@ -13,8 +13,8 @@ namespace fuzz {
 // Ends the process where `isTrue` is not: that input is a finding. `what` says what should be so.
 void Require(bool isTrue, const char* what);
 
-// While one lives, `operator new` on its thread throws std::bad_alloc for more than `bytes` at a
-// time, as a machine without memory does. (AddressSanitizer's own ends the process.) One at a time.
+// While one lives, `operator new` throws std::bad_alloc for more than `bytes` at a time, as a
+// machine without memory does. (AddressSanitizer's own ends the process.) One at a time.
 class AllocationLimit {
  public:
   explicit AllocationLimit(std::size_t bytes);

@@ -24,6 +24,7 @@ constexpr int kMostGroups = 4;
 // A fifth group ends the process, and is meant to.
 bool AsksForAFifthGroup(const char* text) {
   if (std::strstr(text, "numberOfGroups") == nullptr) return false;
+  const harvane::ComApartmentGuard apartment;
   harvane::XmlDocument document;
   bool isWellFormed = false;
   document.LoadXml(harvane::WideFromUtf8(text).Text(), &isWellFormed);
