@@ -167,10 +167,15 @@ bool IsBanner(std::string_view line) {
          (line.size() == kAsterisks && line.find_first_not_of('*') == std::string_view::npos);
 }
 
-// What is wrong with a row; empty and `track` whole if nothing is.
-std::string ReadRow(std::string_view line, LoggedTrack* track) {
+// What is wrong with a line that the module can't have written; empty if nothing is.
+std::string WrongBytes(std::string_view line) {
   if (line.find('\0') != std::string_view::npos) return "it holds a NUL byte";
   if (!utf8::is_valid(line.begin(), line.end())) return "it is not UTF-8";
+  return {};
+}
+
+// What is wrong with a row; empty and `track` whole if nothing is.
+std::string ReadRow(std::string_view line, LoggedTrack* track) {
   std::string_view name;
   Fields fields;
   if (!Split(line, &name, &fields)) {
@@ -178,8 +183,9 @@ std::string ReadRow(std::string_view line, LoggedTrack* track) {
            " fields, and a row has 13";
   }
   const std::size_t wrong = ReadFields(fields, track);
-  if (wrong != kFieldCount)
+  if (wrong != kFieldCount) {
     return "its field for the " + std::string(kFieldNames[wrong]) + " is no such value";
+  }
   if (track->lastChannel < track->firstChannel) return "its last channel stands before its first";
   const std::int64_t channels = std::int64_t{track->lastChannel} - track->firstChannel + 1;
   const auto few = static_cast<int>(std::min<std::int64_t>(channels, kFieldCount));
@@ -195,15 +201,20 @@ void AddProblem(LogReading* reading, std::size_t line, const std::string& reason
 
 void ReadLine(std::string_view line, std::size_t number, LogReading* reading) {
   if (line.ends_with('\r')) line.remove_suffix(1);
-  if (line.empty() || IsBanner(line)) return;
+  if (line.empty()) return;
   LoggedTrack track{};
-  const std::string wrong = ReadRow(line, &track);
+  std::string wrong = WrongBytes(line);
   if (wrong.empty()) {
-    track.line = number;
-    reading->tracks.push_back(std::move(track));
-  } else {
-    AddProblem(reading, number, wrong);
+    wrong = ReadRow(line, &track);
+    // After the row: a job may have any name.
+    if (!wrong.empty() && IsBanner(line)) return;
   }
+  if (!wrong.empty()) {
+    AddProblem(reading, number, wrong);
+    return;
+  }
+  track.line = number;
+  reading->tracks.push_back(std::move(track));
 }
 
 void ReadLines(std::string_view text, LogReading* reading) {

@@ -136,6 +136,11 @@ TEST(LogReading, NameMayBeEmptyOrLookLikeARow) {
   EXPECT_EQ(OnlyTrack(kFrameRow + kFrameRow.substr(11) + kRowEnd).name, kFrameRow);
 }
 
+TEST(LogReading, NameMayBeginAsTheBannerDoes) {
+  EXPECT_EQ(OnlyTrack("Log started: again" + kFrameRow.substr(11) + kRowEnd).name,
+            "Log started: again");
+}
+
 TEST(LogReading, NameWithALineEndLosesWhatIsBeforeIt) {
   const LogReading log = ReadLog("One\r\ntwo" + kFrameRow.substr(11) + kRowEnd);
   ASSERT_EQ(log.tracks.size(), 1U);
@@ -312,6 +317,10 @@ TEST(LogReading, LastChannelMustNotComeFirst) {
 
 TEST(LogReading, NulByteIsAProblem) {
   EXPECT_EQ(OnlyProblem(std::string(1, '\0') + kFrameRow + "\n"), "it holds a NUL byte");
+}
+
+TEST(LogReading, NulByteInTheBannerIsAProblem) {
+  EXPECT_EQ(OnlyProblem(std::string("Log started: \0", 14) + "\n"), "it holds a NUL byte");
 }
 
 TEST(LogReading, BytesThatAreNotUtf8AreAProblem) {
