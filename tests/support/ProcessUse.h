@@ -8,7 +8,7 @@ namespace support {
 // What this process holds of the system's.
 struct ProcessUse {
   std::int64_t residentBytes;
-  int handles;  // open files; on Windows handles of every kind
+  int handles;  // open files; on Windows the place of the first free handle of any kind
   int threads;
 };
 ProcessUse UseOfProcess();

@@ -31,9 +31,9 @@ void RunProgramme(int minutes);
 // handles and threads stay as they are after the first ones, but for the track objects of these.
 void RunJobs(int count);
 
-// 64 instances with jobs of `seconds` each: in turns unit by unit on one thread, then on eight
-// threads. Each gives the samples and measurements that it gives alone.
-void RunInstances(double seconds);
+// `count` instances with jobs of `seconds` each: in turns unit by unit on one thread, then on
+// eight threads. Each gives the samples and measurements that it gives alone.
+void RunInstances(double seconds, int count);
 
 }  // namespace endurance
 

@@ -16,8 +16,7 @@ namespace {
 
 using hosttest::JobRunner;
 
-constexpr int kInstances = 64;
-constexpr int kThreads = 8;
+constexpr std::size_t kThreads = 8;
 
 struct Outcome {
   std::vector<std::int16_t> output;
@@ -112,12 +111,12 @@ class StepwiseJob {
 };
 
 // Instances `first`, `first` + `spacing` ... in turns.
-void RunInTurns(int first, int spacing, double seconds, const std::string& folder,
+void RunInTurns(std::size_t first, std::size_t spacing, double seconds, const std::string& folder,
                 std::vector<Outcome>* outcomes) {
   std::vector<std::unique_ptr<StepwiseJob>> jobs;
   std::vector<bool> isRunning;
-  for (int i = first; i < kInstances; i += spacing) {
-    jobs.push_back(std::make_unique<StepwiseJob>(i, seconds, folder));
+  for (std::size_t i = first; i < outcomes->size(); i += spacing) {
+    jobs.push_back(std::make_unique<StepwiseJob>(static_cast<int>(i), seconds, folder));
     isRunning.push_back(true);
   }
   for (std::size_t running = jobs.size(); running > 0;) {
@@ -128,8 +127,7 @@ void RunInTurns(int first, int spacing, double seconds, const std::string& folde
     }
   }
   for (std::size_t j = 0; j < jobs.size(); ++j) {
-    (*outcomes)[static_cast<std::size_t>(first) + j * static_cast<std::size_t>(spacing)] =
-        jobs[j]->Result();
+    (*outcomes)[first + j * spacing] = jobs[j]->Result();
   }
 }
 
@@ -146,24 +144,27 @@ void Compare(const char* way, const std::vector<Outcome>& wanted, const std::vec
 
 }  // namespace
 
-void RunInstances(double seconds) {
+void RunInstances(double seconds, int count) {
+  const auto instances = static_cast<std::size_t>(count);
   const support::TemporaryFolder folder;
-  std::vector<Outcome> alone(kInstances);
-  for (int i = 0; i < kInstances; ++i) RunInTurns(i, kInstances, seconds, folder.Text(), &alone);
+  std::vector<Outcome> alone(instances);
+  for (std::size_t i = 0; i < instances; ++i) {
+    RunInTurns(i, instances, seconds, folder.Text(), &alone);
+  }
 
-  std::vector<Outcome> inTurns(kInstances);
+  std::vector<Outcome> inTurns(instances);
   RunInTurns(0, 1, seconds, folder.Text(), &inTurns);
   Compare("one thread", alone, inTurns);
 
-  std::vector<Outcome> inThreads(kInstances);
+  std::vector<Outcome> inThreads(instances);
   std::vector<std::thread> threads;
   std::vector<std::string> failures(kThreads);
-  for (int t = 0; t < kThreads; ++t) {
+  for (std::size_t t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
       try {
         RunInTurns(t, kThreads, seconds, folder.Text(), &inThreads);
       } catch (const std::exception& failure) {
-        failures[static_cast<std::size_t>(t)] = failure.what();
+        failures[t] = failure.what();
       }
     });
   }
@@ -174,7 +175,7 @@ void RunInstances(double seconds) {
 
   std::size_t samples = 0;
   for (const Outcome& one : alone) samples += one.output.size();
-  std::printf("%d instances: %zu samples alone, in turns and on %d threads\n", kInstances, samples,
+  std::printf("%zu instances: %zu samples alone, in turns and on %zu threads\n", instances, samples,
               kThreads);
 }
 

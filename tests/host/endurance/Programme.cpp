@@ -56,7 +56,7 @@ class Stream {
       const std::int64_t inMark = first + i - markStart;
       if (inMark < 0 || inMark >= kRate) continue;
       const std::int16_t value = inMark / kHalfPeriod % 2 == 0 ? 32767 : -32767;
-      std::fill_n(target->begin() + i * static_cast<std::int64_t>(kChannels), kChannels, value);
+      std::fill_n(target->data() + static_cast<std::size_t>(i) * kChannels, kChannels, value);
     }
   }
 
