@@ -30,11 +30,11 @@ class KilledRuns : public testing::Test {
   using Contents = std::map<std::string, std::string>;  // by name
 
   KilledRuns() {
-    WriteSound(place.FileIn("a.wav"), kWav16, 48000, 2, PeakyNoise(48000, 2, 0.9));
+    WriteSound(place.FileIn("a.wav"), kWav16, 48000, 2, PeakyNoise(48000, 2, 0.5));
     WriteSound(place.FileIn("b.flac"), SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 44100, 1,
-               QuietNoise(44100, 1, 1.2));
+               QuietNoise(44100, 1, 0.6));
     WriteSound(place.FileIn("c.aiff"), SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 48000, 6,
-               QuietNoise(48000, 6, 0.5));
+               QuietNoise(48000, 6, 0.2));
     inputs = Files();
     const Clock::time_point start = Clock::now();
     RunAll();
