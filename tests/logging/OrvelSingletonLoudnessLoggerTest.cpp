@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/logging/LoggerFixture.h"
 #include "tests/support/KeepsLines.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/twin/Kernels.h"
@@ -34,108 +35,10 @@ namespace harvane {
 namespace {
 
 using namespace std::chrono_literals;
-using Steady = std::chrono::steady_clock;
+using namespace logger_tests;
 
-constexpr int kNever = 3600000;  // ms: the writer sleeps through the whole test
-
-// ---- the clock that tests set
-
-std::atomic<juce::int64> nowMs{0};
-
-juce::Time Now() { return juce::Time(nowMs.load()); }
-
-void SetLocalTime(int year, int month, int day, int hour, int minute, int second) {
-  nowMs = juce::Time(year, month - 1, day, hour, minute, second, 0, true).toMilliseconds();
-}
-
-// A clock that holds up whoever asks for the time, until it is let go.
-std::atomic<bool> isHeld{false};
-std::atomic<int> waitingForTime{0};
-
-juce::Time HeldNow() {
-  ++waitingForTime;
-  while (isHeld) std::this_thread::sleep_for(1ms);
-  return Now();
-}
-
-template <class Condition>
-bool Within(std::chrono::milliseconds limit, Condition condition) {
-  const auto end = Steady::now() + limit;
-  while (!condition()) {
-    if (Steady::now() > end) return false;
-    std::this_thread::sleep_for(1ms);
-  }
-  return true;
-}
-
-// ---- files, by UTF-8 names
-
-std::filesystem::path PathOf(const std::string& text) {
-  return {std::u8string(text.begin(), text.end())};
-}
-
-std::string Bytes(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-// The row that Add queues under this name.
-std::string Row(const std::string& name) {
-  return twin::RowBytes(twin::RowText(name, "Analysis", 0, 2, twin::TrackValues(), 0, 48000));
-}
-
-std::string Rows(const std::vector<std::string>& names) {
-  std::string rows;
-  for (const std::string& name : names) rows += Row(name);
-  return rows;
-}
-
-// Entry names of all rows of a file, whatever stands between them.
-std::vector<std::string> NamesIn(const std::string& bytes) {
-  std::vector<std::string> names;
-  std::size_t first = 0;
-  while (first < bytes.size()) {
-    std::size_t end = bytes.find('\n', first);
-    if (end == std::string::npos) end = bytes.size();
-    const std::string line = bytes.substr(first, end - first);
-    const std::size_t pass = line.find(",Analysis,0,1,Stereo,");
-    if (pass != std::string::npos) names.push_back(line.substr(0, pass));
-    first = end + 1;
-  }
-  return names;
-}
-
-LogMeasurement Silence() {
-  return {"Analysis", 0, 1, -70.0F, -70.0F, -70.0F, {}, -70.0F, {}, -70.0F, {}};
-}
-
-class Logger : public testing::Test {
+class Logger : public LoggerFixture {
  protected:
-  Logger() {
-    SetLocalTime(2013, 3, 7, 17, 4, 9);
-    Start();
-  }
-  ~Logger() override {
-    isHeld = false;
-    logger = nullptr;
-  }
-
-  void Start(OrvelSingletonLoudnessLogger::Clock clock = Now, int intervalMs = kNever) {
-    logger = std::make_unique<OrvelSingletonLoudnessLogger>(clock, intervalMs);
-  }
-
-  void AddTo(const std::string& path, const std::string& stem, const std::string& name) {
-    logger->AddEntry(Silence(), stem, path, name, 0);
-  }
-  void Add(const std::string& name) { AddTo(folder.Text(), "rows", name); }
-  void AddNumbered(int count) {
-    for (int i = 1; i <= count; ++i) Add(std::to_string(i));
-  }
-
-  void WriteAll() {
-    while (logger->WaitingEntries() > 0) logger->DrainQueue();
-  }
-
   // Until the writer has gone through its loop once and sleeps again.
   void WakeTheWriter() {
     AddTo(folder.FileIn("elsewhere"), "first", "first");
@@ -143,15 +46,6 @@ class Logger : public testing::Test {
     ASSERT_TRUE(Within(10s, [this] { return logger->WaitingEntries() == 0; }));
     std::this_thread::sleep_for(20ms);
   }
-
-  std::filesystem::path InFolder(const std::string& name) const {
-    return folder.Path() / PathOf(name);
-  }
-  std::string File() const { return Bytes(InFolder("rows.csv")); }
-  std::vector<std::string> Names() const { return NamesIn(File()); }
-
-  support::TemporaryFolder folder;
-  std::unique_ptr<OrvelSingletonLoudnessLogger> logger;
 };
 
 // ---- draining
