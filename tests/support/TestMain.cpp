@@ -10,6 +10,7 @@ namespace {
 
 std::uint64_t casesWanted = 0;  // 0: each property's own number
 std::uint64_t firstSeed = 1;
+std::uint64_t secondsWanted = 0;  // 0: each test's own time
 
 bool ReadOption(const char* argument, const char* name, std::uint64_t* value) {
   const std::size_t length = std::strlen(name);
@@ -27,6 +28,10 @@ SeedRange SeedsFor(std::uint64_t normal) {
   return {firstSeed, casesWanted != 0 ? casesWanted : normal};
 }
 
+double SecondsFor(double normal) {
+  return secondsWanted != 0 ? static_cast<double>(secondsWanted) : normal;
+}
+
 }  // namespace support
 
 int main(int argc, char** argv) {
@@ -34,7 +39,9 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     if (ReadOption(argv[i], "--cases=", &casesWanted)) continue;
     if (ReadOption(argv[i], "--seed=", &firstSeed)) continue;
-    std::fprintf(stderr, "unknown option %s; own options: --cases=N --seed=S\n", argv[i]);
+    if (ReadOption(argv[i], "--seconds=", &secondsWanted)) continue;
+    std::fprintf(stderr, "unknown option %s; own options: --cases=N --seed=S --seconds=T\n",
+                 argv[i]);
     return 2;
   }
   return RUN_ALL_TESTS();

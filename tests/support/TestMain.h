@@ -29,6 +29,11 @@ void ForEachSeed(std::uint64_t normal, Case run) {
   }
 }
 
+// How long a test that runs by the clock takes: `normal` seconds, or what the option
+//   --seconds=T  T seconds in place of each such test's own time
+// says.
+double SecondsFor(double normal);
+
 }  // namespace support
 
 #endif  // HARVANE_TESTS_SUPPORT_TESTMAIN_H
