@@ -1,17 +1,26 @@
 // The end of a module, each in a process of its own: module_end_trap runs jobs and ends; here it
 // is timed, and its log is read.
+//
+// --cases=200 repeats each end that is tried several times so often, and loads the module so often;
+// --seconds=60 has ten instances at work for a minute before the module goes.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <chrono>
-#include <cstdlib>
+#include <cstdio>
+#include <filesystem>
+#include <memory>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/JuceCore.h"
 #include "tests/host/module_end/TrapContract.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/TestMain.h"
 
 namespace {
 
@@ -29,7 +38,9 @@ struct Ended {
   std::string output;
 };
 
-Ended RunTrap(const TemporaryFolder& folder, const std::string& end, int jobs = 1) {
+// `pauseUs`: microseconds between the last job and the end.
+Ended RunTrap(const TemporaryFolder& folder, const std::string& end, int jobs = 1,
+              int pauseUs = 0) {
   const juce::File here =
       juce::File::getSpecialLocation(juce::File::currentExecutableFile).getParentDirectory();
 #ifdef _WIN32
@@ -37,9 +48,12 @@ Ended RunTrap(const TemporaryFolder& folder, const std::string& end, int jobs = 
 #else
   const juce::File trap = here.getChildFile("module_end_trap");
 #endif
-  const juce::StringArray command = {
-      trap.getFullPathName(), here.getChildFile("Harvane.rpi").getFullPathName(),
-      juce::String::fromUTF8(folder.Text().c_str()), juce::String(end), juce::String(jobs)};
+  const juce::StringArray command = {trap.getFullPathName(),
+                                     here.getChildFile("Harvane.rpi").getFullPathName(),
+                                     juce::String::fromUTF8(folder.Text().c_str()),
+                                     juce::String(end),
+                                     juce::String(jobs),
+                                     juce::String(pauseUs)};
   Ended ended;
   juce::ChildProcess process;
   if (!process.start(command)) {
@@ -118,6 +132,65 @@ void CheckEarlyEnd(const std::string& end) {
   ExpectRows(folder, HalfRoundedUp(kRowsOfJob), kRowsOfJob / 2, 2);
 }
 
+// How long ends took. What the clock can tell: a look at the process every few milliseconds.
+class EndTimes {
+ public:
+  void Take(const Ended& ended) { times.push_back(ended.milliseconds); }
+  void Print(const std::string& end) {
+    if (times.empty()) return;
+    std::sort(times.begin(), times.end());
+    std::printf("%s, %zu times, ms: median %lld, longest %lld\n", end.c_str(), times.size(),
+                times[times.size() / 2], times.back());
+  }
+
+ private:
+  std::vector<long long> times;
+};
+
+// Early ends again and again, the writer somewhere in its beginnings.
+void CheckEarlyEnds(const std::string& end) {
+  EndTimes times;
+  support::ForEachSeed(5, [&](std::uint64_t seed) {
+    const int tracks = 1 + static_cast<int>(seed % 8);
+    const int pauseUs = static_cast<int>(seed * 137 % 3000);
+    const TemporaryFolder folder;
+    const Ended ended = RunTrap(folder, end + "/" + std::to_string(tracks), 1, pauseUs);
+    times.Take(ended);
+    ExpectOrderly(ended);
+    ExpectRows(folder, HalfRoundedUp(tracks), tracks, 1);
+  });
+  times.Print(end);
+}
+
+// Four traps that end while they drain, side by side, or as many as the options say: each waits
+// five seconds for its drain.
+template <class Check>
+void RunDrainingTraps(const std::string& end, int jobs, Check check) {
+  constexpr std::uint64_t kSideBySide = 4;
+  EndTimes times;
+  const std::uint64_t count = support::SeedsFor(kSideBySide).count;
+  for (std::uint64_t done = 0; done < count; done += kSideBySide) {
+    const auto now = static_cast<std::size_t>(std::min(kSideBySide, count - done));
+    std::vector<TemporaryFolder> folders(now);
+    std::vector<Ended> ended(now);
+    std::vector<std::thread> threads;
+    for (std::size_t i = 0; i < now; ++i) {
+      support::WriteBytes(folders[i].FileIn(support::kTrapFile + std::string(".csv")),
+                          "there before\r\n");
+      threads.emplace_back([&, i] { ended[i] = RunTrap(folders[i], end, jobs); });
+    }
+    for (std::thread& thread : threads) thread.join();
+    for (std::size_t i = 0; i < now; ++i) {
+      SCOPED_TRACE("repeat " + std::to_string(done + i));
+      times.Take(ended[i]);
+      ExpectOrderly(ended[i]);
+      check(folders[i]);
+    }
+    if (testing::Test::HasFailure()) break;
+  }
+  times.Print(end);
+}
+
 // An end when the first row of a long drain has come to the file. Where the drain is over before
 // the end begins, there is another; either is written as a whole.
 void CheckEndWhileDraining(const std::string& end) {
@@ -127,11 +200,10 @@ void CheckEndWhileDraining(const std::string& end) {
   constexpr int kJobs = 20;
 #endif
   constexpr int kRows = kJobs * kRowsOfJob;
-  const TemporaryFolder folder;
-  support::WriteBytes(folder.FileIn(support::kTrapFile + std::string(".csv")), "there before\r\n");
-  ExpectOrderly(RunTrap(folder, end, kJobs));
-  const bool hadAnother = Rows(folder).size() > kRows / 2;
-  ExpectRows(folder, hadAnother ? kRows / 2 + kRows / 4 : kRows / 2, kRowsOfJob / 2, 2);
+  RunDrainingTraps(end, kJobs, [](const TemporaryFolder& folder) {
+    const bool hadAnother = Rows(folder).size() > kRows / 2;
+    ExpectRows(folder, hadAnother ? kRows / 2 + kRows / 4 : kRows / 2, kRowsOfJob / 2, 2);
+  });
 }
 
 TEST(ModuleEnd, UnloadingBeforeTheWritersFirstWakeUpWritesHalfOfTheRows) {
@@ -148,6 +220,14 @@ TEST(ModuleEnd, TheSystemsOwnExitWithTheModuleLoadedWritesHalfOfTheRows) {
   CheckEarlyEnd("system-exit");
 }
 
+TEST(ModuleEnd, EveryUnloadingEndsInTime) { CheckEarlyEnds("unload"); }
+
+TEST(ModuleEnd, EveryReturnFromMainEndsInTime) { CheckEarlyEnds("return"); }
+
+TEST(ModuleEnd, EveryExitEndsInTime) { CheckEarlyEnds("exit"); }
+
+TEST(ModuleEnd, EveryExitOfTheSystemEndsInTime) { CheckEarlyEnds("system-exit"); }
+
 TEST(ModuleEnd, UnloadingAfterADrainWritesHalfOfTheRest) {
   const TemporaryFolder folder;
   ExpectOrderly(RunTrap(folder, "unload-later/8"));
@@ -161,13 +241,12 @@ TEST(ModuleEnd, UnloadingWithinADrainWaitsForAllOfIt) { CheckEndWhileDraining("u
 // drain is lost. What came to the file has no gap, and nothing twice.
 TEST(ModuleEnd, ExitWithinADrainEndsInTimeAndLeavesWholeRowsInOrder) {
   constexpr int kJobs = 20;
-  const TemporaryFolder folder;
-  support::WriteBytes(folder.FileIn(support::kTrapFile + std::string(".csv")), "there before\r\n");
-  ExpectOrderly(RunTrap(folder, "exit-draining", kJobs));
-  const int count = static_cast<int>(Rows(folder).size());
-  EXPECT_GE(count, 1);
-  EXPECT_LE(count, kJobs * kRowsOfJob * 3 / 4);
-  ExpectRows(folder, count, kRowsOfJob / 2, 2);
+  RunDrainingTraps("exit-draining", kJobs, [](const TemporaryFolder& folder) {
+    const int count = static_cast<int>(Rows(folder).size());
+    EXPECT_GE(count, 1);
+    EXPECT_LE(count, kJobs * kRowsOfJob * 3 / 4);
+    ExpectRows(folder, count, kRowsOfJob / 2, 2);
+  });
 }
 #else
 TEST(ModuleEnd, ExitWithinADrainWaitsForAllOfIt) { CheckEndWhileDraining("exit-draining"); }
@@ -200,10 +279,8 @@ TEST(ModuleEnd, ADrainTooLongForTheEndIsGivenUpAfterAWholeRow) {
   }
 }
 
-// As often as HARVANE_TEST_RELOADS says, twenty times otherwise.
 TEST(ModuleEnd, AModuleLoadedAgainAndAgainStartsAfreshEachTime) {
-  const char* const wanted = std::getenv("HARVANE_TEST_RELOADS");
-  const int times = wanted != nullptr ? std::atoi(wanted) : 20;
+  const int times = static_cast<int>(support::SeedsFor(20).count);
   const TemporaryFolder folder;
   ExpectOrderly(RunTrap(folder, "reload/5", times));
   const std::vector<std::string> rows = Rows(folder);
@@ -217,6 +294,67 @@ TEST(ModuleEnd, InstancesInTenThreadsShareOneWriter) {
   const TemporaryFolder folder;
   ExpectOrderly(RunTrap(folder, "threads/5"));
   EXPECT_EQ(Rows(folder).size(), 25U);
+}
+
+// Behind "name " on a line of its own.
+int NumberIn(const std::string& output, const std::string& name) {
+  std::istringstream lines(output);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.rfind(name + " ", 0) == 0) return std::stoi(line.substr(name.size() + 1));
+  }
+  ADD_FAILURE() << "no " << name << " in " << output;
+  return 0;
+}
+
+// Rows of a storm in the order of the files, checked: each has its thirteen fields, and is the
+// next one of its thread.
+int CheckStormRows(const TemporaryFolder& folder) {
+  std::array<int, support::kTrapThreads> next{};
+  int count = 0;
+  for (int i = 0; std::filesystem::exists(folder.FileIn(support::StormFile(i) + ".csv")); ++i) {
+    std::istringstream log(support::ReadBytes(folder.FileIn(support::StormFile(i) + ".csv")));
+    for (std::string line; std::getline(log, line);) {
+      if (line.find(support::kTrapEntry) == std::string::npos) continue;
+      std::istringstream fields(line);
+      std::string entry;
+      std::getline(fields, entry, '/');
+      EXPECT_EQ(entry, support::kTrapEntry) << line;
+      std::string thread;
+      std::getline(fields, thread, '/');
+      int& pass = next.at(static_cast<std::size_t>(std::stoi(thread)));
+      std::string rest;
+      std::getline(fields, rest);
+      EXPECT_EQ(rest, std::to_string(pass) +
+                          ",Analysis,0,1,Stereo,-70.0,-70.0,-70.0,00:00:00:000,-70.0,00:00:00:000,"
+                          "-70.0,00:00:00:000");
+      ++pass;
+      ++count;
+    }
+  }
+  return count;
+}
+
+// The writer wakes every five seconds meanwhile; then the module goes with N rows waiting, of
+// which the older half is written. Where the writer woke once more before it was told, there are
+// that many fewer.
+TEST(ModuleEnd, UnloadingAfterAStormLosesTheNewestHalfOfWhatWaitsAndNothingElse) {
+#ifdef _WIN32
+  constexpr int kPassesPerSecond = 5;
+#else
+  constexpr int kPassesPerSecond = 20;
+#endif
+  const TemporaryFolder folder;
+  const Ended ended = RunTrap(folder, "storm-" + std::to_string(kPassesPerSecond) + "/1",
+                              static_cast<int>(kPassesPerSecond * support::SecondsFor(1)));
+  ExpectOrderly(ended);
+  const int sent = NumberIn(ended.output, "sent");
+  const int before = NumberIn(ended.output, "written");
+  const int written = CheckStormRows(folder);
+  const int waiting = sent - before;
+  std::printf("storm: %d rows sent, %d written before the end, %d in the end, within %lld ms\n",
+              sent, before, written, ended.milliseconds);
+  const bool hasWokenOnceMore = written != sent - waiting / 2;
+  EXPECT_EQ(written, sent - waiting / (hasWokenOnceMore ? 4 : 2));
 }
 
 #if defined(_WIN32) && defined(__i386__)

@@ -1,9 +1,12 @@
-// module_end_trap MODULE FOLDER END [JOBS]: runs jobs on a module, then ends it in one way.
+// module_end_trap MODULE FOLDER END [JOBS [PAUSE]]: runs jobs on a module, then ends it in one way.
 //
 // Sixteen stereo tracks in two passes make 32 rows a job; other counts come from END's second
 // word, as in "unload/5": so many tracks in one pass. The rows go to FOLDER, in a file named
-// trap.csv. "ending" on standard output tells that the end begins now. The status is kTrapStatus
-// where the way to end lets the program choose it.
+// trap.csv. PAUSE microseconds later "ending" on standard output tells that the end begins now. The
+// status is kTrapStatus where the way to end lets the program choose it.
+//
+// "storm-R/1" ends R passes a second in each of ten threads at once, JOBS of them each, and unloads
+// when the writer rests. It tells how many rows it has "sent", and how many are "written" by then.
 
 #include <algorithm>
 #include <atomic>
@@ -12,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -35,12 +39,12 @@ using harvane::HostSession;
 using harvane::LoadedModule;
 using harvane::ModuleExports;
 using support::kTrapStatus;
+using support::kTrapThreads;
 
 constexpr std::uint32_t kSampleRate = 48000;
 constexpr std::uint32_t kChannelsOfGroup = 8;
 constexpr std::uint32_t kFrames = 480;
 constexpr int kAllTracks = 16;
-constexpr int kThreads = 10;
 // A little longer than the writer sleeps.
 constexpr auto kPastFirstDrain = std::chrono::milliseconds(5700);
 
@@ -51,6 +55,7 @@ struct Plan {
   int tracks = kAllTracks;
   int passes = 2;
   int jobs = 1;
+  std::chrono::microseconds pause{0};
 };
 
 // The layouts of as many groups as it takes: format 5 has four stereo tracks, 3 two, 2 one.
@@ -62,7 +67,7 @@ std::vector<std::string> Formats(int tracks) {
   return formats;
 }
 
-void RunJob(const ModuleExports& exports, const Plan& plan) {
+support::ParameterTexts Texts(const Plan& plan) {
   support::ParameterTexts texts;
   texts.formats = Formats(plan.tracks);
   texts.numberOfGroups = std::to_string(texts.formats.size());
@@ -70,6 +75,11 @@ void RunJob(const ModuleExports& exports, const Plan& plan) {
   texts.logPath = plan.folder;
   texts.logFileName = support::kTrapFile;
   texts.logEntryName = support::kTrapEntry;
+  return texts;
+}
+
+void RunJob(const ModuleExports& exports, const Plan& plan) {
+  const support::ParameterTexts texts = Texts(plan);
   const auto channels = static_cast<std::uint32_t>(texts.formats.size()) * kChannelsOfGroup;
   const std::vector<std::int16_t> silence(std::size_t{kFrames} * channels);
   std::vector<std::int16_t> output;
@@ -140,14 +150,16 @@ void DetachWithStackOffset(HMODULE module, unsigned offset) {
 
 #endif
 
-int RunThreads(const ModuleExports& exports, const Plan& plan) {
+// Runs `work(thread)` in ten threads. Gives the number of those that failed.
+template <class Work>
+int RunThreads(Work work) {
   std::atomic<int> failed{0};
   std::vector<std::thread> threads;
-  threads.reserve(kThreads);
-  for (int i = 0; i < kThreads; ++i) {
-    threads.emplace_back([&] {
+  threads.reserve(kTrapThreads);
+  for (int i = 0; i < kTrapThreads; ++i) {
+    threads.emplace_back([&, i] {
       try {
-        RunJobs(exports, plan);
+        work(i);
       } catch (const std::exception& failure) {
         std::fprintf(stderr, "%s\n", failure.what());
         ++failed;
@@ -155,6 +167,58 @@ int RunThreads(const ModuleExports& exports, const Plan& plan) {
     });
   }
   for (std::thread& thread : threads) thread.join();
+  return failed;
+}
+
+void EndPassesInStep(const ModuleExports& exports, const Plan& plan, int thread,
+                     std::chrono::steady_clock::time_point start,
+                     std::chrono::microseconds period) {
+  support::ParameterTexts texts = Texts(plan);
+  HostSession session(exports);
+  session.Configure(ParameterDocument(texts), {kSampleRate, kChannelsOfGroup, {}});
+  session.StartSequence();
+  for (int pass = 0; pass < plan.jobs; ++pass) {
+    texts.logFileName = support::StormFile(pass / support::kStormPassesPerFile);
+    texts.logEntryName = std::string(support::kTrapEntry) + "/" + std::to_string(thread) + "/" +
+                         std::to_string(pass);
+    if (exports.xSetParameter(session.Handle(), ParameterDocument(texts).c_str()) != 0) {
+      throw std::runtime_error("no parameters");
+    }
+    session.StartPass(0);
+    std::this_thread::sleep_until(start + pass * period);
+    session.EndPass();
+  }
+  session.EndSequence();
+}
+
+int RowsInFolder(const Plan& plan) {
+  int rows = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(plan.folder)) {
+    std::ifstream file(entry.path(), std::ios::binary);
+    for (std::string line; std::getline(file, line);) {
+      if (line.rfind(support::kTrapEntry, 0) == 0) ++rows;
+    }
+  }
+  return rows;
+}
+
+// The number of rows once it stays the same for a while.
+int AwaitRest(const Plan& plan) {
+  for (int rows = RowsInFolder(plan);;) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    const int now = RowsInFolder(plan);
+    if (now == rows) return rows;
+    rows = now;
+  }
+}
+
+int RunStorm(const ModuleExports& exports, const Plan& plan, int passesPerSecond) {
+  const auto start = std::chrono::steady_clock::now();
+  const std::chrono::microseconds period(1000000 / passesPerSecond);
+  const int failed =
+      RunThreads([&](int thread) { EndPassesInStep(exports, plan, thread, start, period); });
+  std::printf("sent %d\n", kTrapThreads * plan.jobs);
+  std::printf("written %d\n", AwaitRest(plan));
   return failed;
 }
 
@@ -174,12 +238,19 @@ int Run(const Plan& plan) {
   auto module = std::make_unique<LoadedModule>(plan.module);
   const ModuleExports& exports = module->Exports();
   if (plan.end == "threads") {
-    if (RunThreads(exports, plan) != 0) return 1;
+    if (RunThreads([&](int) { RunJobs(exports, plan); }) != 0) return 1;
+    Announce();
+    module.reset();
+    return kTrapStatus;
+  }
+  if (plan.end.rfind("storm-", 0) == 0) {
+    if (RunStorm(exports, plan, std::stoi(plan.end.substr(6))) != 0) return 1;
     Announce();
     module.reset();
     return kTrapStatus;
   }
   RunJobs(exports, plan);
+  std::this_thread::sleep_for(plan.pause);
   if (plan.end == "unload") {
     Announce();
     module.reset();
@@ -233,7 +304,7 @@ int Run(const Plan& plan) {
 
 int main(int count, char** arguments) {
   try {
-    if (count < 4) throw std::runtime_error("MODULE FOLDER END [JOBS]");
+    if (count < 4) throw std::runtime_error("MODULE FOLDER END [JOBS [PAUSE]]");
     Plan plan = {arguments[1], arguments[2], arguments[3]};
     const std::size_t slash = plan.end.find('/');
     if (slash != std::string::npos) {
@@ -242,6 +313,7 @@ int main(int count, char** arguments) {
       plan.end.resize(slash);
     }
     if (count > 4) plan.jobs = std::stoi(arguments[4]);
+    if (count > 5) plan.pause = std::chrono::microseconds(std::stoi(arguments[5]));
 #ifdef _WIN32
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
 #endif
