@@ -238,6 +238,8 @@ std::size_t Above(const std::vector<double>& values, double limit) {
       std::count_if(values.begin(), values.end(), [=](double value) { return value > limit; }));
 }
 
+constexpr double kJudgedSeconds = 30;
+
 void CheckHandOvers(const std::vector<ThreadWatch::Took>& calls) {
   std::vector<double> wall;
   std::vector<double> processor;
@@ -250,6 +252,10 @@ void CheckHandOvers(const std::vector<ThreadWatch::Took>& calls) {
   Print("wall time", wall);
   Print("processor time", processor);
   Print("waiting", waited);
+  EXPECT_LT(Percentile(&wall, 0.5), 1);
+  // The rare ones want a long run, and a build whose allocator does not wait by itself: that no
+  // hand-over takes a lock or waits for a drain is shown without a clock below.
+  if (support::SecondsFor(0) < kJudgedSeconds) return;
   // A machine that is itself a guest counts some of what its host took away.
   EXPECT_LE(Above(processor, 1), 3 + calls.size() / 1000);
   // Memory has locks of its own, and whoever holds one may lose the processor.
