@@ -166,7 +166,8 @@ std::string LogPathFor(const Options& options, const std::string& folder) {
 }  // namespace
 
 std::optional<int> ParseCommandLine(int argumentCount, const char* const* arguments,
-                                    Options* options) {
+                                    Options* options,
+                                    const std::function<void(CLI::App*)>& addOthers) {
   CLI::App app("Loudness normaliser by ITU-R BS.1770 and EBU R128", "harvane");
   app.require_subcommand(1);
   app.footer(kExamples);
@@ -182,6 +183,7 @@ std::optional<int> ParseCommandLine(int argumentCount, const char* const* argume
       ->check(CheckName)
       ->type_name("");
   AddCommonOptions(measure, options, &words);
+  if (addOthers) addOthers(&app);
   try {
     app.parse(argumentCount, arguments);
     options->isMeasure = measure->parsed();

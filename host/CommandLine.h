@@ -1,11 +1,16 @@
 #ifndef HARVANE_HOST_COMMANDLINE_H
 #define HARVANE_HOST_COMMANDLINE_H
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "host/JobRun.h"
+
+namespace CLI {
+class App;
+}
 
 namespace harvane {
 
@@ -23,8 +28,11 @@ struct Options {
 // Reads the arguments; a number or text outside the parameter scheme is an error of
 // usage. Returns the exit code where there is nothing to do: after help or an error,
 // which is printed.
+//
+// `addOthers`, unless it is empty, adds more commands, and takes note itself of which is called.
 std::optional<int> ParseCommandLine(int argumentCount, const char* const* arguments,
-                                    Options* options);
+                                    Options* options,
+                                    const std::function<void(CLI::App*)>& addOthers = {});
 
 }  // namespace harvane
 

@@ -11,6 +11,7 @@
 #include "host/JobRun.h"
 #include "host/LogPlace.h"
 #include "host/Report.h"
+#include "tool/Commands.h"
 
 namespace {
 
@@ -59,6 +60,9 @@ void FinishLog(const JobRequest& request, const LogState& start, bool isAnyDone)
   }
 }
 
+// Commands that do no job by themselves.
+void AddOtherCommands(CLI::App* /*app*/, harvane::Run* /*run*/) {}
+
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
@@ -66,8 +70,11 @@ int main(int argumentCount, char** arguments) {
     // A write beyond the limit of file sizes shall fail as an error of that file.
     std::signal(SIGXFSZ, SIG_IGN);
     harvane::Options options;
-    const auto code = harvane::ParseCommandLine(argumentCount, arguments, &options);
+    harvane::Run run;
+    const auto code = harvane::ParseCommandLine(
+        argumentCount, arguments, &options, [&run](CLI::App* app) { AddOtherCommands(app, &run); });
     if (code) return *code;
+    if (run) return run();
     const LogState start = StateOfLog(options.request);
     bool isAllDone = true;
     bool isAnyDone = false;

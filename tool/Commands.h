@@ -1,0 +1,20 @@
+#ifndef HARVANE_TOOL_COMMANDS_H
+#define HARVANE_TOOL_COMMANDS_H
+
+#include <functional>
+
+namespace CLI {
+class App;
+}
+
+namespace harvane {
+
+// What the command that was called does. Returns the exit code (FileResult.h).
+using Run = std::function<int()>;
+
+// Each adds its commands, with their options, help and examples, to the program. Where the
+// command line calls one of them, its callback sets `*run`. `run` must outlive `app`.
+
+}  // namespace harvane
+
+#endif  // HARVANE_TOOL_COMMANDS_H
