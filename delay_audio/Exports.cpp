@@ -7,6 +7,7 @@
 #include "delay_audio/DelayAudio.h"
 #include "delay_audio/PluginException.h"
 #include "delay_audio/RecordRelease.h"
+#include "platform/ModuleEnd.h"
 
 namespace {
 
@@ -26,6 +27,7 @@ constexpr char kModuleDescription[] =
 // The one place where a failure becomes a result code. Its text stops here.
 template <class Body>
 std::uint32_t Guarded(Body body) {
+  const harvane::ModuleCall call;
   try {
     body();
     return kDone;
@@ -49,6 +51,7 @@ HARVANE_HOST_ENTRY uint32_t HARVANE_CALL xOpen(void** handle) {
 }
 
 HARVANE_HOST_ENTRY uint32_t HARVANE_CALL xClose(void* handle) {
+  const harvane::ModuleCall call;
   delete static_cast<DelayAudio*>(handle);
   return kDone;
 }

@@ -28,6 +28,7 @@ void DelayAudio::LogTrack(const std::string& passName, std::size_t t, int startC
       timeOf(result.maxMomentaryPosition),
   };
   if (observer.onTrack != nullptr) observer.onTrack(measurement, observer.context);
+  if (ModuleCall::IsModuleEnding()) return;
   OrvelSingletonLoudnessLogger::SingletonInstance().AddEntry(measurement, logFileName, logPath,
                                                              logEntryName, timecodeFrameRate);
 }

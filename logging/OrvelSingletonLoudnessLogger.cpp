@@ -15,6 +15,7 @@ class SingletonHolder {
  public:
   SingletonHolder() { new (storage) OrvelSingletonLoudnessLogger; }
   ~SingletonHolder() {
+    ModuleCall::EndModule();
     if (ProcessIsEnding()) {
       Get().DrainWithoutWriter();
     } else {

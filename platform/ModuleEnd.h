@@ -16,6 +16,31 @@ bool ProcessIsEnding();
 void NoteProcessEnd();
 #endif
 
+// One call of the host, for as long as it is inside this module.
+//
+// Where a process calls exit while other threads are at work in the module, its statics and those
+// of the libraries below it (libxml2's, JUCE's) are destroyed under them. So the end waits until
+// they are outside, kCallTimeoutMs at most, and whoever comes in later waits for the end of the
+// process. The thread that ends it still comes in: a static object of the host may hold an
+// instance. Nothing to do on Windows, where these threads are gone by then.
+//
+// Cost     two atomic operations.
+// Thread   any; calls may be nested.
+class ModuleCall {
+ public:
+  ModuleCall();
+  ~ModuleCall();
+  ModuleCall(const ModuleCall&) = delete;
+  ModuleCall& operator=(const ModuleCall&) = delete;
+
+  // The end has begun: statics may be gone.
+  static bool IsModuleEnding();
+  // Begins the end. At the latest, what the first call registered does it.
+  static void EndModule();
+};
+
+inline constexpr int kCallTimeoutMs = 1000;
+
 // Ends a juce::Thread so that none of this module's code runs on it afterwards,
 // and the module may be taken out of memory. juce::Thread itself counts a thread
 // as ended while that thread still has module code to leave.

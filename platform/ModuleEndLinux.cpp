@@ -39,6 +39,46 @@ void EndByForce(pid_t threadId, int timeoutMs) {
 
 bool ProcessIsEnding() { return false; }
 
+namespace {
+
+std::atomic<int> threadsInside{0};
+std::atomic<pid_t> endingThread{0};
+thread_local int callsOfThread = 0;
+
+pid_t ThisThread() { return static_cast<pid_t>(syscall(SYS_gettid)); }
+
+// Made by the first call, so behind all statics of the files: destroyed before them.
+struct EndsModule {
+  EndsModule() = default;
+  ~EndsModule() { ModuleCall::EndModule(); }
+};
+
+}  // namespace
+
+ModuleCall::ModuleCall() {
+  static const EndsModule end;
+  if (callsOfThread++ > 0) return;
+  ++threadsInside;
+  if (!IsModuleEnding() || endingThread == ThisThread()) return;
+  --threadsInside;
+  for (;;) pause();
+}
+
+ModuleCall::~ModuleCall() {
+  if (--callsOfThread == 0) --threadsInside;
+}
+
+bool ModuleCall::IsModuleEnding() { return endingThread != 0; }
+
+void ModuleCall::EndModule() {
+  pid_t nobody = 0;
+  if (!endingThread.compare_exchange_strong(nobody, ThisThread())) return;
+  const int own = callsOfThread > 0 ? 1 : 0;
+  for (int waitedMs = 0; waitedMs < kCallTimeoutMs && threadsInside > own; ++waitedMs) {
+    juce::Thread::sleep(1);
+  }
+}
+
 struct ThreadEnd::State {
   std::atomic<pid_t> threadId{0};
   std::atomic<bool> hasLeft{false};
@@ -47,7 +87,7 @@ struct ThreadEnd::State {
 ThreadEnd::ThreadEnd() : state(std::make_unique<State>()) {}
 ThreadEnd::~ThreadEnd() = default;
 
-void ThreadEnd::Enter() { state->threadId = static_cast<pid_t>(syscall(SYS_gettid)); }
+void ThreadEnd::Enter() { state->threadId = ThisThread(); }
 
 void ThreadEnd::Leave() { state->hasLeft = true; }
 

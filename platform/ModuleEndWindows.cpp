@@ -26,6 +26,11 @@ class SilentLogger : public juce::Logger {
 bool ProcessIsEnding() { return isProcessEnding; }
 void NoteProcessEnd() { isProcessEnding = true; }
 
+ModuleCall::ModuleCall() = default;
+ModuleCall::~ModuleCall() = default;
+bool ModuleCall::IsModuleEnding() { return false; }
+void ModuleCall::EndModule() {}
+
 struct ThreadEnd::State {
   HANDLE entered = CreateEventW(nullptr, TRUE, FALSE, nullptr);
   HANDLE left = CreateEventW(nullptr, TRUE, FALSE, nullptr);

@@ -29,7 +29,8 @@ using support::TemporaryFolder;
 
 constexpr int kEndLimitMs = 2000;
 constexpr int kHangLimitMs = 15000;
-constexpr int kRowsOfJob = 32;  // sixteen tracks, two passes
+constexpr int kLastDrainMs = 800;  // the module gives a last drain no longer
+constexpr int kRowsOfJob = 32;     // sixteen tracks, two passes
 
 struct Ended {
   int status = -1;
@@ -116,6 +117,17 @@ void ExpectRows(const TemporaryFolder& folder, int count, int tracks, int passes
   }
 }
 
+// Each row is the next of `heads`, which come again and again; the first is any of them.
+void ExpectConsecutive(const std::vector<std::string>& rows,
+                       const std::vector<std::string>& heads) {
+  std::size_t next = 0;
+  while (next < heads.size() && rows.at(0).rfind(heads[next], 0) != 0) ++next;
+  for (const std::string& row : rows) {
+    ASSERT_EQ(row.rfind(heads[next % heads.size()], 0), 0U) << row;
+    ++next;
+  }
+}
+
 int HalfRoundedUp(int rows) { return (rows + 1) / 2; }
 
 // An end right after the pass ends, before the writer has ever woken by itself.
@@ -184,7 +196,7 @@ void RunDrainingTraps(const std::string& end, int jobs, Check check) {
       SCOPED_TRACE("repeat " + std::to_string(done + i));
       times.Take(ended[i]);
       ExpectOrderly(ended[i]);
-      check(folders[i]);
+      check(folders[i], ended[i]);
     }
     if (testing::Test::HasFailure()) break;
   }
@@ -200,9 +212,12 @@ void CheckEndWhileDraining(const std::string& end) {
   constexpr int kJobs = 20;
 #endif
   constexpr int kRows = kJobs * kRowsOfJob;
-  RunDrainingTraps(end, kJobs, [](const TemporaryFolder& folder) {
-    const bool hadAnother = Rows(folder).size() > kRows / 2;
-    ExpectRows(folder, hadAnother ? kRows / 2 + kRows / 4 : kRows / 2, kRowsOfJob / 2, 2);
+  RunDrainingTraps(end, kJobs, [](const TemporaryFolder& folder, const Ended& ended) {
+    const int count = static_cast<int>(Rows(folder).size());
+    const int wanted = count > kRows / 2 ? kRows / 2 + kRows / 4 : kRows / 2;
+    EXPECT_LE(count, wanted);
+    // A disk that stands still for the whole of the last drain's time costs rows.
+    ExpectRows(folder, ended.milliseconds < kLastDrainMs ? wanted : count, kRowsOfJob / 2, 2);
   });
 }
 
@@ -241,7 +256,7 @@ TEST(ModuleEnd, UnloadingWithinADrainWaitsForAllOfIt) { CheckEndWhileDraining("u
 // drain is lost. What came to the file has no gap, and nothing twice.
 TEST(ModuleEnd, ExitWithinADrainEndsInTimeAndLeavesWholeRowsInOrder) {
   constexpr int kJobs = 20;
-  RunDrainingTraps("exit-draining", kJobs, [](const TemporaryFolder& folder) {
+  RunDrainingTraps("exit-draining", kJobs, [](const TemporaryFolder& folder, const Ended&) {
     const int count = static_cast<int>(Rows(folder).size());
     EXPECT_GE(count, 1);
     EXPECT_LE(count, kJobs * kRowsOfJob * 3 / 4);
@@ -252,10 +267,33 @@ TEST(ModuleEnd, ExitWithinADrainEndsInTimeAndLeavesWholeRowsInOrder) {
 TEST(ModuleEnd, ExitWithinADrainWaitsForAllOfIt) { CheckEndWhileDraining("exit-draining"); }
 #endif
 
-TEST(ModuleEnd, ExitBesideAThreadInsideTheModuleWritesHalfOfTheRows) {
-  const TemporaryFolder folder;
-  ExpectOrderly(RunTrap(folder, "exit-beside-a-job/5"));
-  ExpectRows(folder, 3, 5, 1);
+TEST(ModuleEnd, EveryExitBesideAThreadInsideTheModuleWritesHalfOfTheRows) {
+  EndTimes times;
+  support::ForEachSeed(10, [&](std::uint64_t seed) {
+    const TemporaryFolder folder;
+    const Ended ended =
+        RunTrap(folder, "exit-beside-a-job/5", 1, static_cast<int>(seed * 7919 % 20000));
+    times.Take(ended);
+    ExpectOrderly(ended);
+    ExpectRows(folder, 3, 5, 1);
+  });
+  times.Print("exit-beside-a-job");
+}
+
+// How many rows there are by then is chance, and their file may have been trimmed.
+TEST(ModuleEnd, EveryExitBesideAThreadThatAddsRowsLeavesWholeRowsInOrder) {
+  EndTimes times;
+  support::ForEachSeed(10, [&](std::uint64_t seed) {
+    const TemporaryFolder folder;
+    const Ended ended =
+        RunTrap(folder, "exit-beside-a-log/5", 1, static_cast<int>(seed * 7919 % 20000));
+    times.Take(ended);
+    ExpectOrderly(ended);
+    const std::vector<std::string> rows = Rows(folder);
+    EXPECT_GE(rows.size(), 3U);
+    ExpectConsecutive(rows, ExpectedHeads(5, 5, 1));
+  });
+  times.Print("exit-beside-a-log");
 }
 
 // Every row trims the file first, which makes the drain long; what is trimmed away is the head.
@@ -269,13 +307,7 @@ TEST(ModuleEnd, ADrainTooLongForTheEndIsGivenUpAfterAWholeRow) {
     ExpectOrderly(RunTrap(folder, end, kJobs));
     const std::vector<std::string> rows = Rows(folder);
     ASSERT_FALSE(rows.empty());
-    const std::vector<std::string> heads = ExpectedHeads(kRowsOfJob, kRowsOfJob / 2, 2);
-    std::size_t next = 0;
-    while (next < heads.size() && rows[0].rfind(heads[next], 0) != 0) ++next;
-    for (const std::string& row : rows) {
-      ASSERT_EQ(row.rfind(heads.at(next % heads.size()), 0), 0U) << row;
-      ++next;
-    }
+    ExpectConsecutive(rows, ExpectedHeads(kRowsOfJob, kRowsOfJob / 2, 2));
   }
 }
 
@@ -353,8 +385,13 @@ TEST(ModuleEnd, UnloadingAfterAStormLosesTheNewestHalfOfWhatWaitsAndNothingElse)
   const int waiting = sent - before;
   std::printf("storm: %d rows sent, %d written before the end, %d in the end, within %lld ms\n",
               sent, before, written, ended.milliseconds);
-  const bool hasWokenOnceMore = written != sent - waiting / 2;
-  EXPECT_EQ(written, sent - waiting / (hasWokenOnceMore ? 4 : 2));
+  const bool hasWokenOnceMore = written > sent - waiting / 2;
+  const int wanted = sent - waiting / (hasWokenOnceMore ? 4 : 2);
+  EXPECT_LE(written, wanted);
+  // A disk that stands still for the whole of the last drain's time costs rows.
+  if (ended.milliseconds < kLastDrainMs) {
+    EXPECT_EQ(written, wanted);
+  }
 }
 
 #if defined(_WIN32) && defined(__i386__)

@@ -275,15 +275,17 @@ int Run(const Plan& plan) {
     AwaitFirstRow(plan);
     Announce();
     EndBySystem();
-  } else if (plan.end == "exit-beside-a-job") {
+  } else if (plan.end == "exit-beside-a-job" || plan.end == "exit-beside-a-log") {
     // Ended by another thread while this one is inside the module.
-    std::thread([] {
-      std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    std::thread([&plan] {
+      std::this_thread::sleep_for(std::chrono::milliseconds(50) + plan.pause);
       Announce();
       EndBySystem();
     }).detach();
     Plan other = plan;
-    other.passes = 3;  // of no known kind: measures, and logs nothing
+    if (plan.end == "exit-beside-a-job") {
+      other.passes = 3;  // of no known kind: measures, and logs nothing
+    }
     for (;;) RunJob(exports, other);
 #if defined(_WIN32) && defined(__i386__)
   } else if (plan.end.rfind("detach-at-", 0) == 0) {
