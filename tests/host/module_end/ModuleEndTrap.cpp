@@ -5,6 +5,9 @@
 // trap.csv. PAUSE microseconds later "ending" on standard output tells that the end begins now. The
 // status is kTrapStatus where the way to end lets the program choose it.
 //
+// Where the program comes to its end by the C++ runtime, "took" tells the milliseconds since then:
+// who reads from outside may have been told late.
+//
 // "storm-R/1" ends R passes a second in each of ten threads at once, JOBS of them each, and unloads
 // when the writer rests. It tells how many rows it has "sent", and how many are "written" by then.
 
@@ -98,9 +101,20 @@ void RunJobs(const ModuleExports& exports, const Plan& plan) {
   for (int i = 0; i < plan.jobs; ++i) RunJob(exports, plan);
 }
 
+std::chrono::steady_clock::time_point endingSince;
+
 void Announce() {
   std::puts("ending");
   std::fflush(stdout);
+  endingSince = std::chrono::steady_clock::now();
+}
+
+// Registered before the module is loaded: called when it is gone.
+void TellTime() {
+  const auto took = std::chrono::steady_clock::now() - endingSince;
+  std::printf(
+      "took %d\n",
+      static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(took).count()));
 }
 
 // Returns once the writer has appended its first row to the file, without opening it.
@@ -319,6 +333,7 @@ int main(int count, char** arguments) {
 #ifdef _WIN32
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
 #endif
+    std::atexit(TellTime);
     return Run(plan);
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "module_end_trap: %s\n", failure.what());
