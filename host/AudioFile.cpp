@@ -19,7 +19,7 @@
 namespace harvane {
 namespace {
 
-constexpr const char* kRightKinds = "a WAV, RF64, AIFF or FLAC file would be right";
+constexpr const char* kRightKinds = "a WAV, RF64, W64, AIFF, CAF or FLAC file would be right";
 constexpr int kBytesPerSample = 2;
 // Sizes in a WAV or AIFF header have 32 bits; room is left for what is not audio.
 constexpr std::int64_t kLargestShortFile =
@@ -106,8 +106,12 @@ int FormatFor(Container container, const AudioInfo& source) {
              SF_FORMAT_PCM_16;
     case Container::kRf64:
       return SF_FORMAT_RF64 | SF_FORMAT_PCM_16;
+    case Container::kW64:
+      return SF_FORMAT_W64 | SF_FORMAT_PCM_16;
     case Container::kAiff:
       return SF_FORMAT_AIFF | SF_FORMAT_PCM_16;
+    case Container::kCaf:
+      return SF_FORMAT_CAF | SF_FORMAT_PCM_16;
     case Container::kFlac:
       break;
   }
@@ -126,23 +130,56 @@ const char* ContainerName(Container container) {
       return "WAV";
     case Container::kRf64:
       return "RF64";
+    case Container::kW64:
+      return "W64";
     case Container::kAiff:
       return "AIFF";
+    case Container::kCaf:
+      return "CAF";
     case Container::kFlac:
       break;
   }
   return "FLAC";
 }
 
+const char* EndingOf(Container container) {
+  switch (container) {
+    case Container::kWav:
+      return ".wav";
+    case Container::kRf64:
+      return ".rf64";
+    case Container::kW64:
+      return ".w64";
+    case Container::kAiff:
+      return ".aiff";
+    case Container::kCaf:
+      return ".caf";
+    case Container::kFlac:
+      break;
+  }
+  return ".flac";
+}
+
+std::optional<Container> ContainerOfName(const std::string& path) {
+  constexpr std::pair<const char*, Container> kEndings[] = {
+      {".wav", Container::kWav},   {".wave", Container::kWav},  {".bwf", Container::kWav},
+      {".rf64", Container::kRf64}, {".w64", Container::kW64},   {".aif", Container::kAiff},
+      {".aiff", Container::kAiff}, {".aifc", Container::kAiff}, {".caf", Container::kCaf},
+      {".flac", Container::kFlac}};
+  const std::string ending = Lowered(std::filesystem::path(path).extension().string());
+  for (const auto& [known, container] : kEndings) {
+    if (ending == known) return container;
+  }
+  return std::nullopt;
+}
+
 Container ContainerForName(const std::string& path, Container inherited) {
-  const std::string extension = Lowered(std::filesystem::path(path).extension().string());
-  if (extension.empty()) return inherited;
-  if (extension == ".wav") return Container::kWav;
-  if (extension == ".rf64") return Container::kRf64;
-  if (extension == ".aif" || extension == ".aiff") return Container::kAiff;
-  if (extension == ".flac") return Container::kFlac;
-  throw FileError(path, "its name ends in \"" + extension +
-                            "\"; .wav, .rf64, .aif, .aiff or .flac would be right");
+  const std::string ending = std::filesystem::path(path).extension().string();
+  if (ending.empty()) return inherited;
+  const std::optional<Container> known = ContainerOfName(path);
+  if (known) return *known;
+  throw FileError(path, "its name ends in \"" + ending +
+                            "\"; .wav, .rf64, .w64, .aif, .aiff, .caf or .flac would be right");
 }
 
 bool CanHold(Container container, const AudioInfo& info, std::int64_t frames, std::string* reason) {
@@ -207,8 +244,14 @@ void AudioReader::TakeFormat(const SF_INFO& format) {
     case SF_FORMAT_RF64:
       info.container = Container::kRf64;
       break;
+    case SF_FORMAT_W64:
+      info.container = Container::kW64;
+      break;
     case SF_FORMAT_AIFF:
       info.container = Container::kAiff;
+      break;
+    case SF_FORMAT_CAF:
+      info.container = Container::kCaf;
       break;
     case SF_FORMAT_FLAC:
       info.container = Container::kFlac;

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,12 +17,19 @@
 namespace harvane {
 
 // Kinds of file that are read and written.
-enum class Container { kWav, kRf64, kAiff, kFlac };
+enum class Container { kWav, kRf64, kW64, kAiff, kCaf, kFlac };
 
 const char* ContainerName(Container container);
 
-// The container that a file name asks for: .wav, .rf64, .aif, .aiff, .flac in any
-// case; without an extension `inherited`. Throws FileError for any other.
+// The ending that a container's files have: ".wav".
+const char* EndingOf(Container container);
+
+// The container that the ending of a file name stands for, in any case: .wav, .wave and .bwf,
+// .rf64, .w64, .aif, .aiff and .aifc, .caf, .flac; empty for all other names.
+std::optional<Container> ContainerOfName(const std::string& path);
+
+// The container that the name of an output asks for; without an ending `inherited`. Throws
+// FileError for an ending that ContainerOfName does not know.
 Container ContainerForName(const std::string& path, Container inherited);
 
 // What a file says about its audio.

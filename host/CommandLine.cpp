@@ -117,15 +117,15 @@ void AddCommonOptions(CLI::App* command, Options* options, Words* words) {
 
 void AddNormaliseOptions(CLI::App* command, Options* options) {
   JobParameters& parameters = options->request.parameters;
-  command->add_option("IN", options->inputs, "WAV, RF64, AIFF or FLAC file")
+  command->add_option("IN", options->inputs, "WAV, RF64, W64, AIFF, CAF or FLAC file")
       ->required()
       ->expected(1)
       ->check(CheckName)
       ->type_name("");
   command
       ->add_option("-o,--output", options->request.output,
-                   "File to write; its kind by .wav, .rf64, .aif, .aiff or .flac, else that of "
-                   "IN")
+                   "File to write; its kind by .wav, .rf64, .w64, .aif, .aiff, .caf or .flac, "
+                   "else that of IN")
       ->required()
       ->check(CheckName)
       ->type_name("OUT");
@@ -178,7 +178,7 @@ std::optional<int> ParseCommandLine(int argumentCount, const char* const* argume
   AddNormaliseOptions(normalise, options);
   AddCommonOptions(normalise, options, &words);
   CLI::App* const measure = app.add_subcommand("measure", "Measure and print, write nothing");
-  measure->add_option("IN", options->inputs, "WAV, RF64, AIFF or FLAC files")
+  measure->add_option("IN", options->inputs, "WAV, RF64, W64, AIFF, CAF or FLAC files")
       ->required()
       ->check(CheckName)
       ->type_name("");

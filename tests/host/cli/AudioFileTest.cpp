@@ -98,7 +98,9 @@ TEST_P(AudioFileTest, TwentyFourBitsAreRounded) {
 INSTANTIATE_TEST_SUITE_P(Kinds, AudioFileTest,
                          testing::Values(Kind{"Wav", SF_FORMAT_WAV, Container::kWav},
                                          Kind{"Rf64", SF_FORMAT_RF64, Container::kRf64},
+                                         Kind{"W64", SF_FORMAT_W64, Container::kW64},
                                          Kind{"Aiff", SF_FORMAT_AIFF, Container::kAiff},
+                                         Kind{"Caf", SF_FORMAT_CAF, Container::kCaf},
                                          Kind{"Flac", SF_FORMAT_FLAC, Container::kFlac}),
                          [](const auto& info) { return info.param.name; });
 
@@ -149,9 +151,9 @@ TEST(AudioReader, RefusalsNameTheFileAndWhatWouldBeRight) {
   const std::string path = folder.FileIn("x");
   EXPECT_EQ(RefusalOf(path), path + ": cannot be opened: No such file or directory");
   support::WriteBytes(path, "");
-  EXPECT_EQ(RefusalOf(path), path + ": is empty; a WAV, RF64, AIFF or FLAC file would be right");
+  EXPECT_EQ(RefusalOf(path), path + ": is empty; a WAV, RF64, W64, AIFF, CAF or FLAC file would be right");
   support::WriteBytes(path, "this is no audio at all, only text");
-  EXPECT_THAT(RefusalOf(path), HasSubstr("a WAV, RF64, AIFF or FLAC file would be right"));
+  EXPECT_THAT(RefusalOf(path), HasSubstr("a WAV, RF64, W64, AIFF, CAF or FLAC file would be right"));
   support::WriteSound(path, kWav16, 48000, 2, {});
   EXPECT_EQ(RefusalOf(path), path + ": is empty: it holds no frame of audio");
   EXPECT_THAT(RefusalOf(folder.Text()), HasSubstr("is a folder"));
@@ -160,8 +162,8 @@ TEST(AudioReader, RefusalsNameTheFileAndWhatWouldBeRight) {
 
 TEST(AudioReader, OtherKindsOfFileAreRefusedByName) {
   const support::TemporaryFolder folder;
-  support::WriteSound(folder.FileIn("x"), SF_FORMAT_W64 | SF_FORMAT_PCM_16, 48000, 1, {1, 2});
-  EXPECT_THAT(RefusalOf(folder.FileIn("x")), HasSubstr("is of the kind \"W64"));
+  support::WriteSound(folder.FileIn("x"), SF_FORMAT_AU | SF_FORMAT_PCM_16, 48000, 1, {1, 2});
+  EXPECT_THAT(RefusalOf(folder.FileIn("x")), HasSubstr("is of the kind \"AU"));
 }
 
 TEST(AudioReader, AShortenedFileIsTakenAsFarAsItGoesAndSaysSo) {
@@ -209,6 +211,9 @@ TEST(AudioWriter, TheNameSaysTheKind) {
   EXPECT_EQ(ContainerForName("a.aif", Container::kFlac), Container::kAiff);
   EXPECT_EQ(ContainerForName("a.AiFF", Container::kFlac), Container::kAiff);
   EXPECT_EQ(ContainerForName("a.flac", Container::kWav), Container::kFlac);
+  EXPECT_EQ(ContainerForName("a.w64", Container::kWav), Container::kW64);
+  EXPECT_EQ(ContainerForName("a.CAF", Container::kWav), Container::kCaf);
+  EXPECT_EQ(ContainerForName("a.bwf", Container::kFlac), Container::kWav);
   EXPECT_EQ(ContainerForName("b.wav/a", Container::kAiff), Container::kAiff);
   EXPECT_THROW(ContainerForName("a.mp3", Container::kWav), FileError);
 }

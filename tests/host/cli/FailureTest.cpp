@@ -73,7 +73,7 @@ TEST(Failure, UnreadableFilesSayWhatWouldBeRight) {
   WriteBytes(place.FileIn("text.wav"), "only text");
   WriteSound(place.FileIn("none.wav"), kWav16, 48000, 2, {});
   ExpectRefusal(place, "normalise empty.wav -o o.wav",
-                "empty.wav: is empty; a WAV, RF64, AIFF or FLAC file would be right");
+                "empty.wav: is empty; a WAV, RF64, W64, AIFF, CAF or FLAC file would be right");
   ExpectRefusal(place, "normalise text.wav -o o.wav", "text.wav: cannot be read as audio");
   ExpectRefusal(place, "normalise none.wav -o o.wav", "none.wav: is empty: it holds no frame");
   ExpectRefusal(place, "normalise missing.wav -o o.wav", "missing.wav: cannot be opened");

@@ -187,7 +187,7 @@ std::vector<Hostile> HostileFiles() {
        "is longer than 2147483647 frames"},
       {"frames-one-less.flac", FlacSaying(48000, 2, 16, (std::uint64_t{1} << 31) - 1),
        "ends after 24000 of its 2147483647 frames"},
-      {"empty.wav", "", "is empty; a WAV, RF64, AIFF or FLAC file would be right"},
+      {"empty.wav", "", "is empty; a WAV, RF64, W64, AIFF, CAF or FLAC file would be right"},
       {"one-byte.wav", "R", unreadable},
       {"text.wav", std::string(20000, 'a') + "\n", unreadable},
       {"zeros.wav", std::string(100000, '\0'), unreadable},
