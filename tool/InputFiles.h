@@ -38,11 +38,12 @@ struct InputOptions {
   std::vector<std::string> exclude;
   std::optional<Shard> shard;
 
+  bool isWriting = false;              // set by AddOutputOptions; the rest counts only then
   std::string output;                  // -o: of the only file
   std::string outputFolder;            // -d: or a folder for any number
   std::string baseFolder;              // the outputs' folders repeat what the inputs' are below it
   std::string suffix;                  // between the name and its ending
-  std::optional<Container> container;  // empty: the input's ending stays
+  std::optional<Container> container;  // empty: the input's ending stays, or becomes .wav
   bool isOverwriting = false;
 };
 
@@ -52,6 +53,11 @@ void AddInputOptions(CLI::App* command, InputOptions* options);
 
 // And those of a command that writes: -o, -d, --base, --suffix, --container, --overwrite.
 void AddOutputOptions(CLI::App* command, InputOptions* options);
+
+// A program's arguments without its name, last one first, as CLI::App::parse takes them. What
+// stands behind "--" is a file whatever its name begins with: "-x.wav" becomes "./-x.wav" and the
+// mark itself goes, for CLI11 forgets it at the end of a command's positionals.
+std::vector<std::string> ArgumentsForParsing(int argumentCount, const char* const* arguments);
 
 // One file of a run.
 struct InputFile {
@@ -75,9 +81,10 @@ struct InputFile {
 //            letters does not matter. An excluded folder is not entered. Patterns do not touch
 //            files that were named.
 // Outputs    OUTDIR / folder below the given one (or below baseFolder) / name + suffix + ending.
+//            One that exists is an error of its file, unless isOverwriting.
 // Errors     UsageError: no file at all (an empty shard is fine), a list that cannot be read,
-//            several files for -o, two inputs with one output, an output that is an input.
-//            These are looked for over all shards. Nothing is written or made.
+//            no output or several files for -o, two inputs with one output, an output that is
+//            an input. These are looked for over all shards. Nothing is written or made.
 // `standardInput` is what "-" reads.
 std::vector<InputFile> FilesOf(const InputOptions& options, std::istream& standardInput);
 
