@@ -9,8 +9,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <iterator>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <thread>
@@ -18,6 +16,7 @@
 #include "host/AudioFile.h"
 #include "host/ChannelMap.h"
 #include "host/FileError.h"
+#include "host/JobChecks.h"
 #include "host/JobSession.h"
 #include "host/PassRecorder.h"
 #include "host/ProgressBar.h"
@@ -26,51 +25,11 @@
 namespace harvane {
 namespace {
 
-constexpr std::size_t kUnitFrames = 65536;
-// The module counts the frames of a pass in a signed 32-bit number.
-constexpr std::int64_t kMostFrames = std::numeric_limits<std::int32_t>::max();
-constexpr int kQuadRates[] = {176400, 192000};
 constexpr std::chrono::milliseconds kWakeUpInterval{5000};
 constexpr std::chrono::milliseconds kWakeUpMargin{500};
 
-template <class Range>
-bool Contains(const Range& range, int value) {
-  return std::find(std::begin(range), std::end(range), value) != std::end(range);
-}
-
 void Note(const std::string& path, const std::string& text) {
   fmt::print(stderr, "harvane: {}: {}\n", path, text);
-}
-
-const char* MeaningOf(std::uint32_t code) {
-  switch (code) {
-    case 2:
-      return "memory exhausted";
-    case 3:
-      return "unusable channel tables, format or document";
-    case 4:
-      return "a value of the parameter document is missing";
-    default:
-      return "a code without a known meaning";
-  }
-}
-
-// True for what counts as one of L R C LFE Ls Rs at its place in a 5.1 track.
-bool IsSurroundPlace(int place, int mark) {
-  switch (place) {
-    case 0:
-      return mark == SF_CHANNEL_MAP_LEFT || mark == SF_CHANNEL_MAP_FRONT_LEFT;
-    case 1:
-      return mark == SF_CHANNEL_MAP_RIGHT || mark == SF_CHANNEL_MAP_FRONT_RIGHT;
-    case 2:
-      return mark == SF_CHANNEL_MAP_CENTER || mark == SF_CHANNEL_MAP_FRONT_CENTER;
-    case 3:
-      return mark == SF_CHANNEL_MAP_LFE;
-    case 4:
-      return mark == SF_CHANNEL_MAP_SIDE_LEFT || mark == SF_CHANNEL_MAP_REAR_LEFT;
-    default:
-      return mark == SF_CHANNEL_MAP_SIDE_RIGHT || mark == SF_CHANNEL_MAP_REAR_RIGHT;
-  }
 }
 
 std::vector<int> FormatsFor(const JobRequest& request, const AudioInfo& info) {
@@ -98,40 +57,6 @@ std::vector<int> FormatsFor(const JobRequest& request, const AudioInfo& info) {
                   LayoutText(request.groupFormats), taken, right));
 }
 
-void CheckRate(const std::string& path, int rate) {
-  if (Contains(kModuleRates, rate)) return;
-  const std::string known = fmt::format("{} Hz", fmt::join(kModuleRates, ", "));
-  if (rate < kLowestRate || rate > kHighestRate) {
-    throw FileError(path, fmt::format("has an unsupported sample rate of {} Hz; {} would be right",
-                                      rate, known));
-  }
-  Note(path, fmt::format("warning: {} Hz is none of {}; it is measured with the filters and the "
-                         "peak tables of 48000 Hz, and the values are rough",
-                         rate, known));
-}
-
-void CheckLength(const std::string& path, std::int64_t frames) {
-  if (frames <= kMostFrames) return;
-  throw FileError(path, fmt::format("is longer than {} frames, the most that the module counts; "
-                                    "a shorter file would be right",
-                                    kMostFrames));
-}
-
-void CheckSurroundOrder(const std::string& path, const AudioInfo& info, const ChannelMap& map) {
-  constexpr int kPlaces = 6;
-  if (info.channelMap.empty()) return;
-  for (const int first : map.SurroundTracks()) {
-    for (int place = 0; place < kPlaces; ++place) {
-      const int channel = first + place;
-      if (IsSurroundPlace(place, info.channelMap[static_cast<std::size_t>(channel)])) continue;
-      Note(path, fmt::format("warning: the file marks channel {} as another than the layout does; "
-                             "5.1 is weighted as L R C LFE Ls Rs",
-                             channel + 1));
-      return;
-    }
-  }
-}
-
 struct PassLength {
   std::int64_t in = 0;   // frames delivered
   std::int64_t out = 0;  // frames given back
@@ -149,17 +74,11 @@ class JobRun {
                static_cast<std::uint32_t>(map.ModuleChannels()),
                {}} {
     CheckLength(request.input, reader.Info().frames);
-    CheckRate(request.input, reader.Info().sampleRate);
-    CheckSurroundOrder(request.input, reader.Info(), map);
-    if (reader.Info().isHeaderWrong) {
-      Note(request.input,
-           fmt::format(
-               "warning: its header does not fit its contents; the {} frames found are taken",
-               reader.Info().frames));
-    }
-    if (!reader.Info().reduction.empty()) {
-      Note(request.input, "note: " + reader.Info().reduction);
-    }
+    std::vector<std::string> notes;
+    CheckRate(request.input, reader.Info().sampleRate, &notes);
+    CheckSurroundOrder(reader.Info(), map.SurroundTracks(), &notes);
+    NoteFile(reader.Info(), &notes);
+    for (const std::string& note : notes) Note(request.input, note);
   }
 
   AudioReader& Reader() { return reader; }
@@ -221,16 +140,10 @@ class JobRun {
     std::this_thread::sleep_for(wakeUps * kWakeUpInterval + kWakeUpMargin);
   }
 
-  void NoteReduction() {
-    const ReductionCounts& counts = reader.Counts();
-    if (counts.beyondFullScale > 0) {
-      Note(request.input, fmt::format("warning: {} samples beyond full scale were clipped",
-                                      counts.beyondFullScale));
-    }
-    if (counts.notNumbers > 0) {
-      Note(request.input,
-           fmt::format("warning: {} samples that are not numbers became 0", counts.notNumbers));
-    }
+  void NoteCounts() {
+    std::vector<std::string> notes;
+    NoteReduction(reader.Counts(), &notes);
+    for (const std::string& note : notes) Note(request.input, note);
   }
 
  private:
@@ -280,7 +193,7 @@ auto Named(const std::string& path, Job job) {
     return job();
   } catch (const ModuleRefusal& refusal) {
     throw FileError(path, fmt::format("the module's {} answered {} ({})", refusal.ExportName(),
-                                      refusal.Code(), MeaningOf(refusal.Code())));
+                                      refusal.Code(), MeaningOfResult(refusal.Code())));
   }
 }
 
@@ -302,7 +215,7 @@ std::vector<TrackReport> Decided(const std::vector<LogMeasurement>& before,
 
 void RefuseLimiterAtQuadRate(const JobRequest& request, int rate,
                              const std::vector<TrackReport>& tracks) {
-  if (!Contains(kQuadRates, rate)) return;
+  if (!IsQuadRate(rate)) return;
   for (std::size_t t = 0; t < tracks.size(); ++t) {
     if (!tracks[t].decision->limiterNeeded) continue;
     throw FileError(
@@ -330,7 +243,7 @@ std::vector<TrackReport> MeasureFile(const JobRequest& request) {
     PassLength length;
     const std::vector<LogMeasurement> measured = run.Pass(0, "measuring", nullptr, &length);
     if (length.in == 0) throw FileError(request.input, "is empty: it holds no frame of audio");
-    run.NoteReduction();
+    run.NoteCounts();
     run.EndSequence();
     run.AwaitLog(measured.size());
     std::vector<TrackReport> tracks;
@@ -356,7 +269,7 @@ std::vector<TrackReport> NormaliseFile(const JobRequest& request) {
     std::vector<TrackReport> tracks =
         Decided(run.Pass(0, "pass 1 of 2", nullptr, &first), request.parameters);
     if (first.in == 0) throw FileError(request.input, "is empty: it holds no frame of audio");
-    run.NoteReduction();
+    run.NoteCounts();
     RefuseLimiterAtQuadRate(request, info.sampleRate, tracks);
     checkSpace(first.in);
 

@@ -9,12 +9,6 @@
 
 namespace harvane {
 
-// Rates that the module has filters and peak tables for, in Hz, and the range in
-// which others are taken with a warning.
-inline constexpr int kModuleRates[] = {44100, 48000, 88200, 96000, 176400, 192000};
-inline constexpr int kLowestRate = 8000;
-inline constexpr int kHighestRate = 384000;
-
 // One file's job, as the command line asks for it.
 struct JobRequest {
   std::string input;

@@ -26,6 +26,9 @@ void DelayAudio::LogTrack(const std::string& passName, std::size_t t, int startC
       timeOf(result.maxShortTermPosition),
       result.maxMomentary,
       timeOf(result.maxMomentaryPosition),
+      result.maxTruePeakPosition,
+      result.maxShortTermPosition,
+      result.maxMomentaryPosition,
   };
   if (observer.onTrack != nullptr) observer.onTrack(measurement, observer.context);
   if (ModuleCall::IsModuleEnding()) return;

@@ -21,6 +21,10 @@ struct LogMeasurement {
   TimeCode maxShortTermTime;
   float maxMomentary;
   TimeCode maxMomentaryTime;
+  // The same places in frames since the start of the pass, which no row shows.
+  int maxTruePeakPosition = 0;
+  int maxShortTermPosition = 0;
+  int maxMomentaryPosition = 0;
 };
 
 }  // namespace harvane
