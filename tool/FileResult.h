@@ -30,8 +30,8 @@ struct TrackValues {
   std::optional<PeakValue> maxMomentary;
 };
 
-// Momentary and short-term loudness over time. Value i belongs to the window that ends at
-// (i + 1) * the step behind the window's own length; silence is empty.
+// Momentary and short-term loudness over time. Value i belongs to the window that begins at i steps
+// and is 0.4 s or 3 s long; silence is empty.
 struct LoudnessSeries {
   double momentaryStep = 0.1;  // seconds
   double shortTermStep = 0.75;
@@ -71,6 +71,9 @@ struct Convergence {
 struct TrackResult {
   int firstChannel = 1;
   int lastChannel = 1;
+  // Where a track has other channels than those from the first to the last, or in another order:
+  // all of them, in the track's. Else empty.
+  std::vector<int> channelOrder;
   std::string layout;  // "mono", "stereo" or "5.1"
   TrackAction action = TrackAction::kMeasured;
   TrackValues before;

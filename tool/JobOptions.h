@@ -20,9 +20,6 @@ enum class JobKind {
   kNormalise,  // two passes
 };
 
-// How near --converge brings a track to its target, in LU.
-inline constexpr double kConvergenceLu = 0.1;
-
 // How one file is to be worked on: all but the names of its files. A plain value, that may be
 // copied to another process or thread.
 struct JobOptions {

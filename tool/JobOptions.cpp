@@ -1,0 +1,355 @@
+#include "tool/JobOptions.h"
+
+#include <fmt/format.h>
+#include <utf8.h>
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <stdexcept>
+
+#include "host/RemoteSession.h"
+#include "tool/TargetSearch.h"
+#include "tool/TrackLayout.h"
+
+namespace harvane {
+namespace {
+
+constexpr const char* kAutomatic = "auto";
+constexpr const char* kCheckPreset = "r128";
+constexpr double kUsualToleranceLu = 0.5;
+constexpr double kLargestToleranceLu = 20.0;
+
+// Word on the command line, and the item of the scheme that it stands for. Deliberate:
+// the scheme writes 59,94 with a comma, and the module reads 59 from it.
+const std::map<std::string, std::string> kFrameRates = {
+    {"unspecified", "0"}, {"0", "0"},         {"23.976", "23.976"}, {"24", "24"},
+    {"25", "25"},         {"29.97", "29.97"}, {"30", "30"},         {"50", "50"},
+    {"59.94", "59,94"},   {"59,94", "59,94"}, {"60", "60"}};
+
+const std::map<std::string, NormalisationMode> kModes = {
+    {"programme", NormalisationMode::kProgrammeLoudness},
+    {"program", NormalisationMode::kProgrammeLoudness},
+    {"short-term", NormalisationMode::kMaxShortTerm}};
+
+// Empty where the parameter document can carry `text`; else what is wrong.
+std::string CheckText(const std::string& text) {
+  if (!IsDocumentText(text)) return "holds characters that no parameter document can carry";
+  if (utf8::distance(text.begin(), text.end()) > kLongestText) {
+    return fmt::format("is longer than {} characters", kLongestText);
+  }
+  return "";
+}
+
+std::string CheckFileName(const std::string& text) {
+  if (text.find('/') != std::string::npos) return "is a name, without a folder";
+  return CheckText(text);
+}
+
+std::string CheckName(const std::string& text) { return text.empty() ? "is an empty name" : ""; }
+
+// For texts that `parse` takes without an exception.
+template <class Parse>
+CLI::Validator Parsed(Parse parse) {
+  return CLI::Validator(
+      [parse](const std::string& text) {
+        try {
+          parse(text);
+          return std::string();
+        } catch (const std::invalid_argument& wrong) {
+          return std::string(wrong.what());
+        }
+      },
+      "");
+}
+
+// For numbers from `low` to `high`; neither takes what is not a number.
+CLI::Validator Between(double low, double high) {
+  return CLI::Validator(
+      [low, high](const std::string& text) {
+        double number = 0.0;
+        const bool isNumber = CLI::detail::lexical_cast(text, number);
+        if (isNumber && number >= low && number <= high) return std::string();
+        return fmt::format("{} is no number from {} to {}", text, low, high);
+      },
+      "");
+}
+
+std::string PresetNames() {
+  std::string names;
+  for (const Preset& preset : BuiltInPresets()) names += preset.name + ", ";
+  return names + "or a JSON file";
+}
+
+void AddTrackOptions(CLI::App* command, JobOptions* options) {
+  CLI::Option* const layout =
+      command
+          ->add_option("-c,--layout", options->layoutText,
+                       "How the channels form tracks: auto, or groups of 1, 2, 2+2, 2+2+2, "
+                       "2+2+2+2, 5.1, 5.1+2, 2+5.1, joined by commas: 5.1+2,2 or 8x1. More than "
+                       "four groups become several jobs")
+          ->check(Parsed([](const std::string& text) {
+            if (text != kAutomatic) ParseLayoutOfAnyLength(text);
+          }))
+          ->type_name("LAYOUT");
+  command
+      ->add_option("--allocation", options->allocationText,
+                   "The same by tracks: mono, stereo, 5.1 (L R C LFE Ls Rs), 5.1film (L C R Ls Rs "
+                   "LFE), joined by +, with counts: stereo+5.1, 8xmono, 5.1+4xstereo")
+      ->check(Parsed(ParseAllocation))
+      ->excludes(layout)
+      ->type_name("TRACKS");
+  command
+      ->add_option("--map", options->mapText,
+                   "Channels of the file, from 1, in the order in which the tracks take them: "
+                   "3,4,1,2. Others are left as they are")
+      ->check(Parsed(ParseChannelMap))
+      ->type_name("CHANNELS");
+}
+
+void AddTargetOptions(CLI::App* command, JobOptions* options, JobKind kind) {
+  command
+      ->add_option("-p,--preset", options->presetText,
+                   "Targets and the rules that results are judged by: " + PresetNames())
+      ->check(Parsed(PresetNamed))
+      ->type_name("PRESET");
+  command->add_option("-l,--loudness", options->loudness, "Target loudness in LUFS, -30 to -12")
+      ->check(Between(kLowestLoudness, kHighestLoudness))
+      ->type_name("LUFS");
+  command
+      ->add_option("-s,--short-term", options->shortTermLoudness,
+                   "Target of the mode short-term in LUFS, -30 to -12")
+      ->check(Between(kLowestLoudness, kHighestLoudness))
+      ->type_name("LUFS");
+  command->add_option("-t,--true-peak", options->maxTruePeak, "Maximum true peak in dBTP, -12 to 0")
+      ->check(Between(kLowestTruePeak, kHighestTruePeak))
+      ->type_name("DBTP");
+  command
+      ->add_option("--tolerance", options->toleranceLu,
+                   kind == JobKind::kCheck
+                       ? "By how many LU the loudness may be off its target"
+                       : "Leave a track alone that is off its target by no more LU and under the "
+                         "true peak; skip a file whose tracks all are")
+      ->check(Between(0.0, kLargestToleranceLu))
+      ->type_name("LU");
+}
+
+void AddNormaliseOptions(CLI::App* command, JobOptions* options) {
+  command
+      ->add_option("-m,--mode", options->mode,
+                   "What is brought to its target: programme (loudness of the whole) or "
+                   "short-term (maximum short-term loudness, only ever lowered)")
+      ->transform(CLI::CheckedTransformer(kModes).description(""))
+      ->type_name("MODE");
+  command->add_flag("--lower-only", options->isOnlyLowered,
+                    "Leave a track alone that would be raised");
+  const std::map<std::string, bool> kQuietTracks = {{"keep", false}, {"process", true}};
+  command
+      ->add_option("--quiet-tracks", options->areQuietTracksProcessed,
+                   "What becomes of a track that could not be measured, silence or less than a "
+                   "block: keep leaves its level, process raises it by 47 dB as the module does")
+      ->transform(CLI::CheckedTransformer(kQuietTracks).description(""))
+      ->type_name("keep|process");
+  command->add_flag("--converge", options->isConverged,
+                    "Repeat the job of a limited track with other parameters until it lies within "
+                    "0.1 LU of the target and under the true peak");
+  command->add_flag("--align", options->isAligned,
+                    "Take back the 95 frames by which a limited track comes out late");
+}
+
+void AddLogOptions(CLI::App* command, JobOptions* options) {
+  JobParameters& parameters = options->parameters;
+  command
+      ->add_option("--frame-rate", parameters.frameRate,
+                   "Video frame rate for the time codes of the log: 23.976, 24, 25, 29.97, 30, "
+                   "50, 59.94, 60 or unspecified")
+      ->transform(CLI::CheckedTransformer(kFrameRates).description(""))
+      ->type_name("RATE");
+  command->add_option("-L,--log-folder", options->logFolder, "Folder of the log")
+      ->check(CheckText)
+      ->type_name("FOLDER");
+  command->add_option("-N,--log-name", parameters.logFileName, "Name of the log, without .csv")
+      ->check(CheckFileName)
+      ->type_name("NAME");
+  command->add_option("-e,--entry-name", parameters.logEntryName, "Name of the rows in the log")
+      ->check(CheckText)
+      ->type_name("NAME");
+  command
+      ->add_option("-M,--module", options->module,
+                   "Module file to use in place of the module that is built in")
+      ->check(CheckName)
+      ->type_name("PATH");
+  command->add_flag("-w,--wait-for-log", options->isLogAwaited,
+                    "With --module: keep the module until its log is written, 5 s and more");
+}
+
+// The folder as the module sees it: it may have another working directory.
+std::string LogPathFor(const JobOptions& options) {
+  if (options.logFolder.empty()) return "";
+  if (!options.module.empty() && IsWindowsModule(options.module)) {
+    return WindowsPathOf(options.logFolder);
+  }
+  return std::filesystem::absolute(options.logFolder).lexically_normal().string();
+}
+
+void ResolveTracks(JobOptions* options) {
+  if (!options->layoutText.empty() && options->layoutText != kAutomatic) {
+    options->groupFormats = ParseLayoutOfAnyLength(options->layoutText);
+  }
+  if (!options->mapText.empty()) options->channelMap = ParseChannelMap(options->mapText);
+  if (options->allocationText.empty()) return;
+  Allocation allocation = ParseAllocation(options->allocationText);
+  options->groupFormats = std::move(allocation.groupFormats);
+  if (allocation.channelMap.empty()) return;
+  if (options->channelMap.empty()) {
+    options->channelMap = std::move(allocation.channelMap);
+    return;
+  }
+  // The allocation orders what the map has picked.
+  std::vector<int> joined;
+  for (const int channel : allocation.channelMap) {
+    if (static_cast<std::size_t>(channel) > options->channelMap.size()) {
+      throw std::invalid_argument("--map names fewer channels than --allocation takes");
+    }
+    joined.push_back(options->channelMap[static_cast<std::size_t>(channel) - 1]);
+  }
+  if (joined.size() < options->channelMap.size()) {
+    throw std::invalid_argument("--map names more channels than --allocation takes");
+  }
+  options->channelMap = std::move(joined);
+}
+
+Rule* RuleOf(std::vector<Rule>* rules, MeasuredValue value) {
+  for (Rule& rule : *rules) {
+    if (rule.value == value) return &rule;
+  }
+  rules->emplace_back();
+  rules->back().value = value;
+  return &rules->back();
+}
+
+// The value that the mode brings to its target.
+MeasuredValue AimedValue(const JobParameters& parameters) {
+  return parameters.mode == NormalisationMode::kProgrammeLoudness
+             ? MeasuredValue::kIntegratedLoudness
+             : MeasuredValue::kMaxShortTerm;
+}
+
+double AimedLoudness(const JobParameters& parameters) {
+  return parameters.mode == NormalisationMode::kProgrammeLoudness ? parameters.loudness
+                                                                  : parameters.shortTermLoudness;
+}
+
+// Single values on the command line speak of the rules, too.
+void JoinRules(JobOptions* options) {
+  // Of a normalisation the tolerance says which files are skipped.
+  const bool hasTolerance = options->kind == JobKind::kCheck && options->toleranceLu;
+  if (options->loudness || hasTolerance) {
+    Rule* const rule = RuleOf(&options->rules, MeasuredValue::kIntegratedLoudness);
+    const double usual = rule->target ? rule->tolerance : kUsualToleranceLu;
+    *rule = {MeasuredValue::kIntegratedLoudness,
+             options->parameters.loudness,
+             hasTolerance ? *options->toleranceLu : usual,
+             {},
+             {}};
+  }
+  if (options->shortTermLoudness) {
+    *RuleOf(&options->rules, MeasuredValue::kMaxShortTerm) = {
+        MeasuredValue::kMaxShortTerm, {}, 0.0, {}, options->parameters.shortTermLoudness};
+  }
+  if (options->maxTruePeak) {
+    *RuleOf(&options->rules, MeasuredValue::kMaxTruePeak) = {
+        MeasuredValue::kMaxTruePeak, {}, 0.0, {}, options->parameters.maxTruePeak};
+  }
+}
+
+void ResolveTargets(JobOptions* options) {
+  const bool isCheck = options->kind == JobKind::kCheck;
+  JobParameters& parameters = options->parameters;
+  const bool hasSingle = options->loudness || options->shortTermLoudness || options->maxTruePeak;
+  const std::string preset =
+      options->presetText.empty() && isCheck && !hasSingle ? kCheckPreset : options->presetText;
+  if (!preset.empty()) {
+    Preset named = PresetNamed(preset);
+    options->presetName = named.name;
+    options->rules = std::move(named.rules);
+    parameters.mode = named.mode;
+    parameters.loudness = named.loudness;
+    parameters.shortTermLoudness = named.shortTermLoudness;
+    parameters.maxTruePeak = named.maxTruePeak;
+  }
+  parameters.mode = options->mode.value_or(parameters.mode);
+  parameters.loudness = options->loudness.value_or(parameters.loudness);
+  parameters.shortTermLoudness = options->shortTermLoudness.value_or(parameters.shortTermLoudness);
+  parameters.maxTruePeak = options->maxTruePeak.value_or(parameters.maxTruePeak);
+  if (isCheck || !preset.empty()) JoinRules(options);
+}
+
+void ReadDocument(JobOptions* options) {
+  std::ifstream file(options->parameterFile, std::ios::binary);
+  if (!file) {
+    throw std::invalid_argument(
+        fmt::format("the parameter document {} cannot be read", options->parameterFile));
+  }
+  options->parameterDocument.assign(std::istreambuf_iterator<char>(file),
+                                    std::istreambuf_iterator<char>());
+  if (options->parameterDocument.empty()) {
+    throw std::invalid_argument(
+        fmt::format("the parameter document {} is empty", options->parameterFile));
+  }
+}
+
+// --converge asks for something of its own; where nothing else judges, that does.
+void JudgeConvergence(JobOptions* options) {
+  if (!options->isConverged || !options->rules.empty()) return;
+  const JobParameters& parameters = options->parameters;
+  const double target = AimedLoudness(parameters);
+  const bool isProgramme = parameters.mode == NormalisationMode::kProgrammeLoudness;
+  options->rules = {isProgramme
+                        ? Rule{AimedValue(parameters), target, kConvergenceLu, {}, {}}
+                        : Rule{AimedValue(parameters), {}, 0.0, {}, target + kConvergenceLu},
+                    Rule{MeasuredValue::kMaxTruePeak, {}, 0.0, {}, parameters.maxTruePeak}};
+}
+
+}  // namespace
+
+void AddJobOptions(CLI::App* command, JobOptions* options, JobKind kind) {
+  options->kind = kind;
+  AddTrackOptions(command, options);
+  if (kind != JobKind::kMeasure) AddTargetOptions(command, options, kind);
+  if (kind == JobKind::kNormalise) AddNormaliseOptions(command, options);
+  command->add_flag("--cross-check", options->isCrossChecked,
+                    "Measure by libebur128 as well, and judge those values, too");
+  command->add_flag("--series", options->hasSeries,
+                    "Momentary and short-term loudness over time, with the results");
+  AddLogOptions(command, options);
+  CLI::Option* const document =
+      command
+          ->add_option("--param", options->parameterFile,
+                       "A parameter document, handed to the module as it stands")
+          ->check(CheckName)
+          ->type_name("FILE");
+  // What the document says itself.
+  for (const char* name :
+       {"--layout", "--allocation", "--mode", "--loudness", "--short-term", "--true-peak",
+        "--frame-rate", "--log-folder", "--log-name", "--entry-name"}) {
+    if (CLI::Option* const option = command->get_option_no_throw(name)) document->excludes(option);
+  }
+}
+
+void ResolveJobOptions(JobOptions* options) {
+  ResolveTracks(options);
+  ResolveTargets(options);
+  options->parameters.logPath = LogPathFor(*options);
+  const std::string wrong = CheckText(options->parameters.logPath);
+  if (!wrong.empty()) throw std::invalid_argument("the folder of --log-folder " + wrong);
+  if (!options->parameterFile.empty()) {
+    ReadDocument(options);
+  } else {
+    JudgeConvergence(options);
+  }
+}
+
+}  // namespace harvane
