@@ -25,6 +25,16 @@ constexpr int kBytesPerSample = 2;
 constexpr std::int64_t kLargestShortFile =
     std::numeric_limits<std::uint32_t>::max() - std::int64_t{1} * 1024 * 1024;
 constexpr int kFlacChannels = 8;
+// Blocks are as large as the caller asks for, within these limits.
+constexpr std::size_t kLeastBlockSamples = 16384;
+constexpr std::size_t kMostBlockSamples = 1048576;
+// What waits between two threads.
+constexpr std::size_t kWaitingSamples = 1048576;
+constexpr std::size_t kLeastBlocks = 4;
+constexpr std::size_t kMostBlocks = 64;
+// So much is written before the system is told to bring it to the disk, so that the end does not
+// have to wait for all of it.
+constexpr sf_count_t kBytesToStart = sf_count_t{8} * 1024 * 1024;
 constexpr std::size_t kCodingHistoryBytes = 8192;       // libsndfile takes less than 16384
 constexpr std::int16_t kLoudnessNotIndicated = 0x7FFF;  // EBU Tech 3285, supplement of version 2
 
@@ -33,6 +43,10 @@ using BroadcastInfo = SF_BROADCAST_INFO_VAR(kCodingHistoryBytes);
 constexpr std::array kTextKinds = {SF_STR_TITLE,   SF_STR_COPYRIGHT,   SF_STR_ARTIST,
                                    SF_STR_COMMENT, SF_STR_DATE,        SF_STR_ALBUM,
                                    SF_STR_LICENSE, SF_STR_TRACKNUMBER, SF_STR_GENRE};
+
+std::size_t BlocksOf(std::size_t samples) {
+  return std::clamp(kWaitingSamples / std::max<std::size_t>(samples, 1), kLeastBlocks, kMostBlocks);
+}
 
 FileVersion VersionOf(const struct stat& status) {
   return {status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
@@ -232,7 +246,7 @@ AudioReader::AudioReader(const std::string& path)
   TakeTags();
 }
 
-AudioReader::~AudioReader() = default;
+AudioReader::~AudioReader() { StopReadingAhead(); }
 
 void AudioReader::TakeFormat(const SF_INFO& format) {
   const int container = format.format & SF_FORMAT_TYPEMASK;
@@ -317,27 +331,105 @@ void AudioReader::TakeTags() {
 
 std::size_t AudioReader::Read(std::size_t maxFrames, std::vector<std::int16_t>* block) {
   const auto channels = static_cast<std::size_t>(info.channels);
-  block->resize(maxFrames * channels);
-  const sf_count_t read = ReadSamples(static_cast<sf_count_t>(maxFrames), block->data());
-  const bool isError = sf_error(sound.get()) != SF_ERR_NO_ERROR;
-  const std::string reason = isError ? sf_strerror(sound.get()) : "";
-  CheckUnchanged();
-  if (isError) {
-    throw FileError(path, fmt::format("cannot be read behind frame {}: {}", position, reason));
+  if (wantedFrames == 0) wantedFrames = maxFrames;
+  std::size_t done = 0;
+  while (done < maxFrames) {
+    if (current == nullptr || handedOut == current->frames) {
+      current = &NextBlock();
+      handedOut = 0;
+      if (current->frames == 0) break;
+    }
+    const std::size_t count = std::min(maxFrames - done, current->frames - handedOut);
+    if (count == maxFrames && count == current->frames) {
+      std::swap(current->samples, *block);
+    } else {
+      block->resize(maxFrames * channels);
+      std::copy_n(current->samples.data() + handedOut * channels, count * channels,
+                  block->data() + done * channels);
+    }
+    handedOut += count;
+    done += count;
   }
-  position += read;
-  if (read == 0 && info.frames != kUnknownFrames && position < info.frames) {
+  CheckUnchanged();
+  position += static_cast<std::int64_t>(done);
+  if (done == 0 && info.frames != kUnknownFrames && position < info.frames) {
     throw FileError(path, fmt::format("ends after {} of its {} frames", position, info.frames));
   }
-  block->resize(static_cast<std::size_t>(read) * channels);
-  return static_cast<std::size_t>(read);
+  block->resize(done * channels);
+  return done;
 }
 
-sf_count_t AudioReader::ReadSamples(sf_count_t frames, std::int16_t* target) {
+AudioReader::Block& AudioReader::NextBlock() {
+  if (ahead && current != &first) ahead->Used();
+  // A file of one block needs no thread.
+  if (current != nullptr && !ahead) {
+    ahead = std::make_unique<Handover<Block>>(
+        BlocksOf(BlockFrames() * static_cast<std::size_t>(info.channels)),
+        Handover<Block>::Waking::kEager);
+    thread.Start([this] { FillAhead(); });
+  }
+  Block* next = &first;
+  if (!thread.IsRunning()) {
+    Fill(next);
+  } else if (Block* const filled = ahead->ForUse(); filled != nullptr) {
+    next = filled;
+  } else {
+    first.frames = 0;
+    return first;
+  }
+  if (next->failure) std::rethrow_exception(next->failure);
+  if (!next->error.empty()) {
+    CheckUnchanged();
+    throw FileError(path, fmt::format("cannot be read behind frame {}: {}", position, next->error));
+  }
+  counts.beyondFullScale += next->counts.beyondFullScale;
+  counts.notNumbers += next->counts.notNumbers;
+  return *next;
+}
+
+std::size_t AudioReader::BlockFrames() const {
+  const auto channels = static_cast<std::size_t>(info.channels);
+  const std::size_t samples =
+      std::clamp(wantedFrames * channels, kLeastBlockSamples, kMostBlockSamples);
+  return std::max<std::size_t>(samples / channels, 1);
+}
+
+void AudioReader::Fill(Block* block) {
+  block->counts = {};
+  block->error.clear();
+  block->frames =
+      static_cast<std::size_t>(ReadSamples(static_cast<sf_count_t>(BlockFrames()), block));
+  if (sf_error(sound.get()) != SF_ERR_NO_ERROR) block->error = sf_strerror(sound.get());
+}
+
+void AudioReader::FillAhead() {
+  while (Block* const block = ahead->ForFilling()) {
+    try {
+      Fill(block);
+    } catch (...) {
+      block->failure = std::current_exception();
+    }
+    const bool isLast = block->failure || !block->error.empty() || block->frames == 0;
+    ahead->Filled();
+    if (isLast) break;
+  }
+  ahead->End();
+}
+
+void AudioReader::StopReadingAhead() {
+  if (ahead) ahead->Stop();
+  thread.Join();
+  ahead.reset();
+  current = nullptr;
+}
+
+sf_count_t AudioReader::ReadSamples(sf_count_t frames, Block* block) {
   const auto samples = static_cast<std::size_t>(frames) * static_cast<std::size_t>(info.channels);
   const auto countOf = [this](sf_count_t read) {
     return static_cast<std::size_t>(read) * static_cast<std::size_t>(info.channels);
   };
+  block->samples.resize(samples);
+  std::int16_t* const target = block->samples.data();
   sf_count_t read = 0;
   switch (width) {
     case Width::kShort:
@@ -351,12 +443,13 @@ sf_count_t AudioReader::ReadSamples(sf_count_t frames, std::int16_t* target) {
     case Width::kFloat:
       floats.resize(samples);
       read = sf_readf_double(sound.get(), floats.data(), frames);
-      ReduceFloats(floats.data(), countOf(read), target, &counts);
+      ReduceFloats(floats.data(), countOf(read), target, &block->counts);
   }
   return read;
 }
 
 void AudioReader::Rewind() {
+  StopReadingAhead();
   if (sf_seek(sound.get(), 0, SEEK_SET) != 0) {
     throw FileError(path, std::string("cannot be read again: ") + sf_strerror(sound.get()));
   }
@@ -378,6 +471,7 @@ void AudioReader::CheckUnchanged() const {
 struct AudioWriter::Stream {
   PendingFile* file;
   int error = 0;
+  sf_count_t unstarted = 0;  // bytes written since the system was told to bring them to the disk
 
   static Stream& Of(void* context) { return *static_cast<Stream*>(context); }
   template <class Result>
@@ -411,6 +505,12 @@ struct AudioWriter::Stream {
       if (stream.Noted(written) < 0) break;
       done += written;
     }
+    stream.unstarted += done;
+    if (stream.unstarted >= kBytesToStart) {
+      // Only a hint: the file is brought to the disk for certain when it gets its name.
+      sync_file_range(stream.file->Number(), 0, 0, SYNC_FILE_RANGE_WRITE);
+      stream.unstarted = 0;
+    }
     return done;
   }
   static sf_count_t Tell(void* context) {
@@ -421,7 +521,9 @@ struct AudioWriter::Stream {
 
 AudioWriter::AudioWriter(PendingFile* file, Container container, const AudioInfo& source,
                          std::int64_t frames)
-    : stream(new Stream{file}), sound(nullptr, sf_close) {
+    : stream(new Stream{file}),
+      sound(nullptr, sf_close),
+      channels(static_cast<std::size_t>(source.channels)) {
   const bool isLong = container == Container::kWav && IsLong(source, frames);
   SF_INFO format{};
   format.samplerate = source.sampleRate;
@@ -452,11 +554,53 @@ AudioWriter::AudioWriter(PendingFile* file, Container container, const AudioInfo
   }
 }
 
-AudioWriter::~AudioWriter() = default;
+AudioWriter::~AudioWriter() {
+  if (behind) behind->Stop();
+  thread.Join();
+}
 
 void AudioWriter::Write(const std::int16_t* interleaved, std::size_t frames) {
-  const auto count = static_cast<sf_count_t>(frames);
-  const bool isShort = sf_writef_short(sound.get(), interleaved, count) != count;
+  copied.assign(interleaved, interleaved + frames * channels);
+  Write(&copied);
+}
+
+void AudioWriter::Write(std::vector<std::int16_t>* interleaved) {
+  if (interleaved->empty()) return;
+  // A file of one block needs no thread.
+  if (isFirstWritten && !behind) {
+    behind = std::make_unique<Handover<Block>>(BlocksOf(interleaved->size()),
+                                               Handover<Block>::Waking::kLazy);
+    thread.Start([this] { WriteBehind(); });
+  }
+  isFirstWritten = true;
+  if (!thread.IsRunning()) {
+    WriteBlock(*interleaved);
+    return;
+  }
+  Block* const block = behind->ForFilling();
+  if (block == nullptr) {
+    EndThread();
+    return;
+  }
+  std::swap(*block, *interleaved);
+  behind->Filled();
+}
+
+void AudioWriter::WriteBehind() {
+  try {
+    while (const Block* const block = behind->ForUse()) {
+      WriteBlock(*block);
+      behind->Used();
+    }
+  } catch (...) {
+    failure = std::current_exception();
+    behind->Stop();
+  }
+}
+
+void AudioWriter::WriteBlock(const Block& block) {
+  const auto frames = static_cast<sf_count_t>(block.size() / channels);
+  const bool isShort = sf_writef_short(sound.get(), block.data(), frames) != frames;
   CheckStream();
   if (isShort) {
     throw FileError(stream->file->Path(),
@@ -464,12 +608,19 @@ void AudioWriter::Write(const std::int16_t* interleaved, std::size_t frames) {
   }
 }
 
+void AudioWriter::EndThread() {
+  if (behind) behind->End();
+  thread.Join();
+  if (failure) std::rethrow_exception(failure);
+}
+
 void AudioWriter::Finish() {
-  const int failure = sf_close(sound.release());
+  EndThread();
+  const int failed = sf_close(sound.release());
   CheckStream();
-  if (failure != SF_ERR_NO_ERROR) {
+  if (failed != SF_ERR_NO_ERROR) {
     throw FileError(stream->file->Path(),
-                    std::string("cannot be written: ") + sf_error_number(failure));
+                    std::string("cannot be written: ") + sf_error_number(failed));
   }
 }
 

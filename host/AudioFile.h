@@ -5,12 +5,15 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "host/BackgroundThread.h"
+#include "host/Handover.h"
 #include "host/PendingFile.h"
 #include "host/SampleReduction.h"
 
@@ -55,7 +58,8 @@ inline constexpr std::int64_t kUnknownFrames = -1;
 //
 // Errors     FileError: one line with the file, what is wrong and, where it helps,
 //            what would be right.
-// Thread     one caller at a time.
+// Thread     one caller at a time. A file of more than one block is read ahead on a thread of
+//            its own, by a few blocks; without such a thread it is read by the caller's.
 class AudioReader {
  public:
   explicit AudioReader(const std::string& path);
@@ -68,7 +72,8 @@ class AudioReader {
 
   // Replaces `block` by the next frames, `maxFrames` at most, and returns how
   // many: 0 at the end. Throws where the file ends before its declared length
-  // or was changed since it was opened.
+  // or was changed since it was opened. Costs least with the same `maxFrames`
+  // and vector each time: then nothing is copied.
   std::size_t Read(std::size_t maxFrames, std::vector<std::int16_t>* block);
 
   // Back to the first frame.
@@ -80,7 +85,21 @@ class AudioReader {
  private:
   enum class Width { kShort, kInteger, kFloat };
 
-  sf_count_t ReadSamples(sf_count_t frames, std::int16_t* target);
+  // Frames as they come from the file; after an error those before it.
+  struct Block {
+    std::vector<std::int16_t> samples;
+    std::size_t frames = 0;
+    ReductionCounts counts;
+    std::string error;
+    std::exception_ptr failure;
+  };
+
+  sf_count_t ReadSamples(sf_count_t frames, Block* block);
+  std::size_t BlockFrames() const;
+  void Fill(Block* block);
+  void FillAhead();
+  Block& NextBlock();
+  void StopReadingAhead();
   void TakeFormat(const SF_INFO& format);
   void TakeTags();
   void CheckUnchanged() const;
@@ -94,8 +113,16 @@ class AudioReader {
   Width width = Width::kShort;
   std::int64_t position = 0;  // frames since the start
   ReductionCounts counts;
+  // Of whichever thread reads the file.
   std::vector<std::int32_t> integers;
   std::vector<double> floats;
+
+  std::size_t wantedFrames = 0;  // by the first Read
+  Block* current = nullptr;      // being handed out
+  std::size_t handedOut = 0;     // its frames that were
+  Block first;                   // and every other one, where nothing is read ahead
+  std::unique_ptr<Handover<Block>> ahead;
+  BackgroundThread thread;
 };
 
 // True if `container` can hold so many frames in 16 bits; else `reason` says in a
@@ -108,8 +135,10 @@ bool CanHold(Container container, const AudioInfo& info, std::int64_t frames, st
 // far as the container has them. Deliberate: the broadcast chunk's loudness fields
 // are set to "not indicated", for they spoke of the source.
 //
-// Errors     FileError, also for a full disk.
-// Thread     one caller at a time.
+// Errors     FileError, also for a full disk; it may come with a later call than the frames that
+//            did not fit.
+// Thread     one caller at a time. What is more than one block is written by a thread of its own,
+//            a few blocks behind; without such a thread by the caller's.
 class AudioWriter {
  public:
   // `file` must outlive the writer. `frames`: how many will be written.
@@ -118,17 +147,29 @@ class AudioWriter {
   AudioWriter(const AudioWriter&) = delete;
   AudioWriter& operator=(const AudioWriter&) = delete;
 
+  // Takes whole frames and leaves other memory in place of theirs, whose contents are of no use.
+  void Write(std::vector<std::int16_t>* interleaved);
   void Write(const std::int16_t* interleaved, std::size_t frames);
   // Completes the file; PendingFile::Commit then shows it.
   void Finish();
 
  private:
   struct Stream;
+  using Block = std::vector<std::int16_t>;
 
+  void WriteBlock(const Block& block);
+  void WriteBehind();
+  void EndThread();
   void CheckStream() const;
 
   std::unique_ptr<Stream> stream;
   std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> sound;
+  std::size_t channels;
+  Block copied;
+  bool isFirstWritten = false;
+  std::exception_ptr failure;  // of the thread, to be seen when it has ended
+  std::unique_ptr<Handover<Block>> behind;
+  BackgroundThread thread;
 };
 
 }  // namespace harvane

@@ -1,5 +1,7 @@
 #include "host/HostSession.h"
 
+#include <emmintrin.h>
+
 #include <cstring>
 #include <memory>
 
@@ -64,10 +66,32 @@ std::vector<unsigned char> FormatBlob(const SessionFormat& format) {
   return blob;
 }
 
+// As AppendInterleaved, of two channels without gaps.
+void InterleavePair(const std::int16_t* left, const std::int16_t* right, std::size_t count,
+                    std::int16_t* target) {
+  constexpr std::size_t kLanes = 8;
+  std::size_t s = 0;
+  for (; s + kLanes <= count; s += kLanes) {
+    const __m128i l = _mm_loadu_si128(reinterpret_cast<const __m128i*>(left + s));
+    const __m128i r = _mm_loadu_si128(reinterpret_cast<const __m128i*>(right + s));
+    auto* const place = reinterpret_cast<__m128i*>(target + 2 * s);
+    _mm_storeu_si128(place, _mm_unpacklo_epi16(l, r));
+    _mm_storeu_si128(place + 1, _mm_unpackhi_epi16(l, r));
+  }
+  for (; s < count; ++s) {
+    target[2 * s] = left[s];
+    target[2 * s + 1] = right[s];
+  }
+}
+
 void AppendInterleaved(const PcmUnit& unit, std::uint32_t channels,
                        std::vector<std::int16_t>* output) {
   const std::size_t start = output->size();
   output->resize(start + static_cast<std::size_t>(unit.sampleCount) * channels);
+  if (channels == 2 && unit.stride[0] == 1 && unit.stride[1] == 1) {
+    InterleavePair(unit.data[0], unit.data[1], unit.sampleCount, output->data() + start);
+    return;
+  }
   for (std::uint32_t c = 0; c < channels; ++c) {
     const std::int16_t* source = unit.data[c];
     std::int16_t* target = output->data() + start + c;

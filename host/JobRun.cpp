@@ -166,12 +166,12 @@ class JobRun {
       }
     }
     if (writer == nullptr) return;
-    const std::int16_t* written = output.data();
-    if (!map.IsIdentity()) {
+    if (map.IsIdentity()) {
+      writer->Write(&output);
+    } else {
       map.Extract(output.data(), outFrames, &block);
-      written = block.data();
+      writer->Write(&block);
     }
-    writer->Write(written, outFrames);
   }
 
   const JobRequest& request;

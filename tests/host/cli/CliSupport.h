@@ -1,13 +1,12 @@
 #ifndef HARVANE_TESTS_HOST_CLI_CLISUPPORT_H
 #define HARVANE_TESTS_HOST_CLI_CLISUPPORT_H
 
-#include <sndfile.h>
-
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "logging/LogMeasurement.h"
+#include "tests/host/audio/SoundFiles.h"
 #include "tests/support/ParameterDocuments.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -37,20 +36,6 @@ class Workplace {
   TemporaryFolder home;
 };
 
-// Audio files; `format` as libsndfile wants it: SF_FORMAT_WAV | SF_FORMAT_PCM_16.
-void WriteSound(const std::string& path, int format, int rate, int channels,
-                const std::vector<std::int16_t>& interleaved);
-void WriteFloats(const std::string& path, int format, int rate, int channels,
-                 const std::vector<double>& interleaved);
-void WriteIntegers(const std::string& path, int format, int rate, int channels,
-                   const std::vector<int>& interleaved);
-
-struct Sound {
-  SF_INFO info;
-  std::vector<std::int16_t> samples;
-};
-Sound ReadSound(const std::string& path);
-
 // A job through the exports of the linked module and nothing of the host's files.
 struct DirectResult {
   std::vector<std::int16_t> output;
@@ -58,8 +43,6 @@ struct DirectResult {
 };
 DirectResult RunDirectly(ParameterTexts texts, int rate, int channels,
                          const std::vector<std::int16_t>& interleaved);
-
-inline constexpr int kWav16 = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
 
 // Stereo or other material of some seconds, at a level that needs no limiter at the
 // default targets.
