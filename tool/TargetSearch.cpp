@@ -10,7 +10,7 @@ namespace {
 constexpr double kPeakMarginDb = 0.02;
 // Room under the ceiling that is worth using.
 constexpr double kUsefulRoomDb = 0.1;
-// LU that come out for one that is asked for; the limiter never gives more than one.
+// Of the slope, LU that come out for one that is asked for; the limiter never gives more than one.
 constexpr double kUsualSlope = 0.7;
 constexpr double kLowestSlope = 0.15;
 constexpr double kLongestStepLu = 6.0;
@@ -21,7 +21,11 @@ constexpr double kSmallestChange = 1e-3;
 }  // namespace
 
 TargetSearch::TargetSearch(NormalisationMode mode, double loudness, double maxTruePeak)
-    : mode(mode), target(loudness), ceiling(maxTruePeak), next{loudness, maxTruePeak} {}
+    : mode(mode),
+      target(loudness),
+      ceiling(maxTruePeak),
+      next{loudness, maxTruePeak},
+      slope(kUsualSlope) {}
 
 void TargetSearch::Report(const std::vector<Found>& found) {
   ++trials;
@@ -64,25 +68,29 @@ bool TargetSearch::IsBetter(const Trial& trial) const {
 }
 
 void TargetSearch::Step(const Trial& trial) {
-  double slope = kUsualSlope;
-  if (last) {
+  // Only trials under the same ceiling tell how the loudness follows.
+  if (last && last->parameters.maxTruePeak == trial.parameters.maxTruePeak) {
     const double asked = trial.parameters.loudness - last->parameters.loudness;
     if (std::abs(asked) > kSmallestChange) slope = (last->centre - trial.centre) / asked;
   }
-  slope = std::clamp(slope, kLowestSlope, 1.0);
-  const double step = std::clamp(trial.centre / slope, -kLongestStepLu, kLongestStepLu);
-  const double loudness = std::min(trial.parameters.loudness + step, target + kMostRaiseLu);
-  double peak = trial.parameters.maxTruePeak;
+  const bool isSaturated = slope < kLowestSlope;
+  const double step = std::clamp(trial.centre / std::clamp(slope, kLowestSlope, 1.0),
+                                 -kLongestStepLu, kLongestStepLu);
+  Parameters stepped = trial.parameters;
+  stepped.loudness = std::min(stepped.loudness + step, target + kMostRaiseLu);
+  const bool isAtEnd = stepped.loudness - trial.parameters.loudness < kSmallestChange;
   if (trial.room < 0.0) {
-    peak += trial.room - kPeakMarginDb;
-  } else if (trial.centre > kConvergenceLu / 2.0 && trial.room > kUsefulRoomDb) {
-    const double raised = peak + trial.room - kPeakMarginDb;
-    peak = lowestPast ? std::max(peak, std::min(raised, (peak + *lowestPast) / 2.0)) : raised;
+    stepped.maxTruePeak += trial.room - kPeakMarginDb;
+  } else if (trial.centre > 0.0 && (isSaturated || isAtEnd) && trial.room > kUsefulRoomDb) {
+    const double raised = stepped.maxTruePeak + trial.room - kPeakMarginDb;
+    stepped.maxTruePeak =
+        lowestPast ? std::min(raised, (stepped.maxTruePeak + *lowestPast) / 2.0) : raised;
+    stepped.loudness = trial.parameters.loudness;
+    slope = kUsualSlope;
   }
-  const bool isSame = std::abs(loudness - trial.parameters.loudness) < kSmallestChange &&
-                      std::abs(peak - trial.parameters.maxTruePeak) < kSmallestChange;
-  if (isSame) isDone = true;
-  next = {loudness, peak};
+  isDone = std::abs(stepped.loudness - trial.parameters.loudness) < kSmallestChange &&
+           std::abs(stepped.maxTruePeak - trial.parameters.maxTruePeak) < kSmallestChange;
+  next = stepped;
 }
 
 }  // namespace harvane

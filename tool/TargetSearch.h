@@ -18,7 +18,7 @@ inline constexpr int kMostTrials = 12;
 // target, by more the more is taken off, and its peaks may lie on either side of the ceiling. Each
 // trial is a whole job with other parameters: the loudness moves by what was missing, over the
 // slope that the last two trials show; the ceiling by what the peaks were past it, or, where
-// loudness is missing, by what they left free.
+// asking for more loudness gives no more, by what they left free.
 //
 // In the mode kMaxShortTerm a track is only ever lowered, and only what is too loud counts.
 //
@@ -68,6 +68,7 @@ class TargetSearch {
   double target;
   double ceiling;
   Parameters next;
+  double slope;  // LU that come out for one that is asked for
   int trials = 0;
   bool isDone = false;
   std::optional<Trial> last;
