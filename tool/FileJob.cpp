@@ -530,6 +530,9 @@ class FileRun {
 
   void Normalise() {
     const Container container = ContainerForName(output, info.container);
+    if (!options.isOutputReplaced && std::filesystem::exists(output)) {
+      throw FileError(output, "is there already");
+    }
     PendingFile pending(output, reader.Identity());
     CheckSpace(container, std::max<std::int64_t>(info.frames, 0));
     StartJobs(2);

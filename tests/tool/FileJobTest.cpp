@@ -348,6 +348,43 @@ TEST(FileJob, FaultsOfTheFileAreOneLineWithoutItsName) {
   EXPECT_THAT(result.error, Not(IsEmpty()));
 }
 
+TEST(FileJob, AnOutputThatIsThereIsLeftAloneUnlessAskedOtherwise) {
+  const JobPlace place(kRate, 1, MonoNoise(4, 2.0, 3000));
+  support::WriteBytes(place.FileIn("out.wav"), "mine");
+  const JobOptions options = support::OptionsFor(JobKind::kNormalise, "-L " + place.FileIn("logs"));
+  const FileResult result =
+      RunFileJob(options, place.FileIn("in.wav"), place.FileIn("out.wav"), nullptr);
+  EXPECT_EQ(result.status, FileStatus::kFailed);
+  EXPECT_THAT(result.error, HasSubstr("out.wav: is there already"));
+  EXPECT_EQ(support::ReadBytes(place.FileIn("out.wav")), "mine");
+  EXPECT_EQ(place.Normalise().status, FileStatus::kDone);
+}
+
+TEST(FileJob, AModuleFileGivesTheSameAudioAndValuesOfWhatWentInAndOut) {
+  const JobPlace place(kRate, 2, PeakyNoise(kRate, 2, 4.0));
+  const std::string targets = "--layout 1,1 --align --converge ";
+  const TrackResult linked = place.Normalise(targets).tracks.at(1);
+  const FileResult loaded = place.Normalise(targets + "--module " HARVANE_MODULE);
+  ASSERT_EQ(loaded.status, FileStatus::kDone) << loaded.error;
+  EXPECT_EQ(loaded.tracks.at(1).before.integratedLoudness, linked.before.integratedLoudness);
+  // Of the 16 bits that came out, where the module measures what it had before it cut them.
+  EXPECT_NEAR(loaded.tracks.at(1).after.value().integratedLoudness.value(), -23.0, 0.1);
+  EXPECT_THAT(loaded.notes, Contains(HasSubstr("a module file tells no values")));
+  EXPECT_THAT(loaded.notes, Contains(HasSubstr("--wait-for-log")));
+  const FileResult plain = place.Normalise("--layout 1,1 --module " HARVANE_MODULE);
+  ASSERT_EQ(plain.status, FileStatus::kDone) << plain.error;
+  const std::vector<std::int16_t> fromFile = place.Output();
+  ASSERT_EQ(place.Normalise("--layout 1,1").status, FileStatus::kDone);
+  EXPECT_EQ(fromFile, place.Output());
+}
+
+TEST(FileJob, AModuleThatCannotBeLoadedIsAnErrorOfTheFile) {
+  const JobPlace place(kRate, 1, MonoNoise(4, 2.0, 3000));
+  const FileResult result = place.Measure("--module /nowhere/no.so");
+  EXPECT_EQ(result.status, FileStatus::kFailed);
+  EXPECT_THAT(result.error, HasSubstr("/nowhere/no.so"));
+}
+
 TEST(FileJob, ProgressCanStopTheJob) {
   const JobPlace place(kRate, 1, MonoNoise(4, 3.0, 3000));
   JobOptions options = support::OptionsFor(JobKind::kNormalise, "");

@@ -42,6 +42,7 @@ harvane::FileResult JobPlace::Run(harvane::JobKind kind, const std::string& argu
                                   const std::string& output) const {
   harvane::JobOptions options = OptionsFor(kind, arguments);
   if (options.logFolder.empty()) options.parameters.logPath = folder.FileIn("logs");
+  options.isOutputReplaced = true;
   harvane::FileResult result =
       harvane::RunFileJob(options, folder.FileIn("in.wav"), output, nullptr);
   harvane::WriteWaitingLogRows();
