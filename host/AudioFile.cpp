@@ -9,6 +9,7 @@
 #include <array>
 #include <cctype>
 #include <cerrno>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -35,8 +36,10 @@ constexpr std::size_t kMostBlocks = 64;
 // So much is written before the system is told to bring it to the disk, so that the end does not
 // have to wait for all of it.
 constexpr sf_count_t kBytesToStart = sf_count_t{8} * 1024 * 1024;
-constexpr std::size_t kCodingHistoryBytes = 8192;       // libsndfile takes less than 16384
-constexpr std::int16_t kLoudnessNotIndicated = 0x7FFF;  // EBU Tech 3285, supplement of version 2
+constexpr std::size_t kCodingHistoryBytes = 8192;  // libsndfile takes less than 16384
+constexpr std::int16_t kLoudnessNotIndicated = 0x7FFF;
+constexpr double kMostHundredths = 9999.0;
+constexpr std::uint32_t kMostCues = 1000;
 
 using BroadcastInfo = SF_BROADCAST_INFO_VAR(kCodingHistoryBytes);
 
@@ -132,8 +135,25 @@ int FormatFor(Container container, const AudioInfo& source) {
   return SF_FORMAT_FLAC | SF_FORMAT_PCM_16;
 }
 
+ChunkFamily FamilyOf(Container container) {
+  switch (container) {
+    case Container::kWav:
+    case Container::kRf64:
+      return ChunkFamily::kRiff;
+    case Container::kAiff:
+      return ChunkFamily::kAiff;
+    case Container::kCaf:
+      return ChunkFamily::kCaf;
+    case Container::kW64:
+    case Container::kFlac:
+      break;
+  }
+  return ChunkFamily::kNone;
+}
+
 bool IsLong(const AudioInfo& info, std::int64_t frames) {
-  return frames > kLargestShortFile / (std::int64_t{kBytesPerSample} * info.channels);
+  return frames > (kLargestShortFile - BytesOf(info.chunks)) /
+                      (std::int64_t{kBytesPerSample} * info.channels);
 }
 
 }  // namespace
@@ -244,6 +264,7 @@ AudioReader::AudioReader(const std::string& path)
   }
   TakeFormat(format);
   TakeTags();
+  TakeMarkers();
 }
 
 AudioReader::~AudioReader() { StopReadingAhead(); }
@@ -326,6 +347,22 @@ void AudioReader::TakeTags() {
   if (sf_command(sound.get(), SFC_GET_BROADCAST_INFO, broadcast.data(),
                  static_cast<int>(broadcast.size())) != SF_FALSE) {
     info.broadcast = std::move(broadcast);
+  }
+}
+
+void AudioReader::TakeMarkers() {
+  info.chunks = TakeChunks(sound.get(), FamilyOf(info.container), version.bytes);
+  std::uint32_t count = 0;
+  if (sf_command(sound.get(), SFC_GET_CUE_COUNT, &count, sizeof count) != SF_FALSE) {
+    info.cues.resize(sizeof count + std::min(count, kMostCues) * sizeof(SF_CUE_POINT));
+    if (sf_command(sound.get(), SFC_GET_CUE, info.cues.data(),
+                   static_cast<int>(info.cues.size())) == SF_FALSE) {
+      info.cues.clear();
+    }
+  }
+  SF_INSTRUMENT instrument{};
+  if (sf_command(sound.get(), SFC_GET_INSTRUMENT, &instrument, sizeof instrument) != SF_FALSE) {
+    info.instrument = instrument;
   }
 }
 
@@ -519,11 +556,23 @@ struct AudioWriter::Stream {
   }
 };
 
+std::int16_t BroadcastHundredths(const std::optional<double>& value) {
+  if (!value) return kLoudnessNotIndicated;
+  const double hundredths = std::round(*value * 100.0);
+  // Also where it is no number.
+  if (!(std::fabs(hundredths) <= kMostHundredths)) return kLoudnessNotIndicated;
+  return static_cast<std::int16_t>(hundredths);
+}
+
+bool HasBroadcast(Container container) { return FamilyOf(container) == ChunkFamily::kRiff; }
+
 AudioWriter::AudioWriter(PendingFile* file, Container container, const AudioInfo& source,
-                         std::int64_t frames)
+                         std::int64_t frames, BroadcastMode broadcastMode)
     : stream(new Stream{file}),
       sound(nullptr, sf_close),
-      channels(static_cast<std::size_t>(source.channels)) {
+      channels(static_cast<std::size_t>(source.channels)),
+      family(FamilyOf(container)),
+      broadcastMode(broadcastMode) {
   const bool isLong = container == Container::kWav && IsLong(source, frames);
   SF_INFO format{};
   format.samplerate = source.sampleRate;
@@ -535,6 +584,18 @@ AudioWriter::AudioWriter(PendingFile* file, Container container, const AudioInfo
     CheckStream();
     throw FileError(file->Path(), std::string("cannot be begun: ") + sf_strerror(nullptr));
   }
+  if (FamilyOf(source.container) == family) chunks = source.chunks;
+  if (HasBroadcast(container) && broadcastMode != BroadcastMode::kDrop) {
+    broadcast = source.broadcast;
+    if (broadcast.empty() && broadcastMode == BroadcastMode::kUpdate) {
+      broadcast.resize(sizeof(BroadcastInfo));
+    }
+  }
+  PutTags(source);
+  PutBroadcast();
+}
+
+void AudioWriter::PutTags(const AudioInfo& source) {
   // What the container does not have is dropped.
   for (const auto& [kind, text] : source.texts) sf_set_string(sound.get(), kind, text.c_str());
   if (!source.channelMap.empty()) {
@@ -542,16 +603,28 @@ AudioWriter::AudioWriter(PendingFile* file, Container container, const AudioInfo
     sf_command(sound.get(), SFC_SET_CHANNEL_MAP_INFO, map.data(),
                static_cast<int>(map.size() * sizeof(int)));
   }
-  if (!source.broadcast.empty()) {
-    BroadcastInfo broadcast;
-    std::memcpy(&broadcast, source.broadcast.data(), sizeof broadcast);
-    broadcast.loudness_value = kLoudnessNotIndicated;
-    broadcast.loudness_range = kLoudnessNotIndicated;
-    broadcast.max_true_peak_level = kLoudnessNotIndicated;
-    broadcast.max_momentary_loudness = kLoudnessNotIndicated;
-    broadcast.max_shortterm_loudness = kLoudnessNotIndicated;
-    sf_command(sound.get(), SFC_SET_BROADCAST_INFO, &broadcast, sizeof broadcast);
+  if (FamilyOf(source.container) == family) return;
+  if (!source.cues.empty()) {
+    std::vector<unsigned char> cues = source.cues;
+    sf_command(sound.get(), SFC_SET_CUE, cues.data(), static_cast<int>(cues.size()));
   }
+  if (source.instrument) {
+    SF_INSTRUMENT instrument = *source.instrument;
+    sf_command(sound.get(), SFC_SET_INSTRUMENT, &instrument, sizeof instrument);
+  }
+}
+
+// The chunk has the same length each time, and its place before the samples.
+void AudioWriter::PutBroadcast() {
+  if (broadcast.empty()) return;
+  BroadcastInfo info;
+  std::memcpy(&info, broadcast.data(), sizeof info);
+  info.loudness_value = BroadcastHundredths(loudness.integratedLoudness);
+  info.loudness_range = BroadcastHundredths(loudness.loudnessRange);
+  info.max_true_peak_level = BroadcastHundredths(loudness.maxTruePeak);
+  info.max_momentary_loudness = BroadcastHundredths(loudness.maxMomentary);
+  info.max_shortterm_loudness = BroadcastHundredths(loudness.maxShortTerm);
+  sf_command(sound.get(), SFC_SET_BROADCAST_INFO, &info, sizeof info);
 }
 
 AudioWriter::~AudioWriter() {
@@ -616,12 +689,15 @@ void AudioWriter::EndThread() {
 
 void AudioWriter::Finish() {
   EndThread();
+  if (broadcastMode == BroadcastMode::kUpdate) PutBroadcast();
   const int failed = sf_close(sound.release());
   CheckStream();
   if (failed != SF_ERR_NO_ERROR) {
     throw FileError(stream->file->Path(),
                     std::string("cannot be written: ") + sf_error_number(failed));
   }
+  stream->error = AppendChunks(stream->file->Number(), chunks, family);
+  CheckStream();
 }
 
 void AudioWriter::CheckStream() const {

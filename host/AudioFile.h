@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "host/BackgroundThread.h"
+#include "host/FileChunks.h"
 #include "host/Handover.h"
 #include "host/PendingFile.h"
 #include "host/SampleReduction.h"
@@ -45,6 +46,9 @@ struct AudioInfo {
   std::vector<int> channelMap;                     // SF_CHANNEL_MAP_*; empty if there is none
   std::vector<std::pair<int, std::string>> texts;  // SF_STR_* and value
   std::vector<unsigned char> broadcast;            // SF_BROADCAST_INFO; empty if there is none
+  std::vector<FileChunk> chunks;                   // what is carried over as it stands
+  std::vector<unsigned char> cues;                 // SF_CUES, for another family of chunks
+  std::optional<SF_INSTRUMENT> instrument;         // the same
   bool isHeaderWrong;     // it does not fit what is in the file; that is what counts
   std::string reduction;  // how the samples become 16 bits; empty if they have 16
 };
@@ -102,6 +106,7 @@ class AudioReader {
   void StopReadingAhead();
   void TakeFormat(const SF_INFO& format);
   void TakeTags();
+  void TakeMarkers();
   void CheckUnchanged() const;
 
   std::string path;
@@ -129,11 +134,35 @@ class AudioReader {
 // few words why not. A long WAV file becomes RF64 by itself.
 bool CanHold(Container container, const AudioInfo& info, std::int64_t frames, std::string* reason);
 
+// What becomes of a broadcast chunk, "bext" of EBU Tech 3285, in WAV and RF64. It is written as
+// version 2 always, the first with loudness fields.
+enum class BroadcastMode {
+  kKeep,    // kept; the loudness fields say "not indicated", for they spoke of the source
+  kUpdate,  // kept or begun, with the loudness fields that SetLoudness gives
+  kDrop,
+};
+
+// Loudness of a whole file for its broadcast chunk: LUFS, LU, dBTP; empty where not measured.
+struct BroadcastLoudness {
+  std::optional<double> integratedLoudness;
+  std::optional<double> loudnessRange;
+  std::optional<double> maxTruePeak;
+  std::optional<double> maxMomentary;
+  std::optional<double> maxShortTerm;
+};
+
+// As the chunk has it: hundredths, ties away from zero; 0x7FFF ("not indicated") where there is
+// no value or one outside of -99.99 to 99.99.
+std::int16_t BroadcastHundredths(const std::optional<double>& value);
+
+// True where `container` has a broadcast chunk.
+bool HasBroadcast(Container container);
+
 // A 16-bit audio file that is being written into a PendingFile.
 //
-// Keeps rate, channels, channel map, texts and broadcast chunk of the source, as
-// far as the container has them. Deliberate: the broadcast chunk's loudness fields
-// are set to "not indicated", for they spoke of the source.
+// Keeps rate, channels, channel map, texts and broadcast chunk of the source, as far as the
+// container has them; the chunks that FileChunks.h lists where source and target are of one
+// family; else cue points, without their labels, and the instrument, into a WAV file.
 //
 // Errors     FileError, also for a full disk; it may come with a later call than the frames that
 //            did not fit.
@@ -142,7 +171,8 @@ bool CanHold(Container container, const AudioInfo& info, std::int64_t frames, st
 class AudioWriter {
  public:
   // `file` must outlive the writer. `frames`: how many will be written.
-  AudioWriter(PendingFile* file, Container container, const AudioInfo& source, std::int64_t frames);
+  AudioWriter(PendingFile* file, Container container, const AudioInfo& source, std::int64_t frames,
+              BroadcastMode broadcastMode = BroadcastMode::kKeep);
   ~AudioWriter();
   AudioWriter(const AudioWriter&) = delete;
   AudioWriter& operator=(const AudioWriter&) = delete;
@@ -150,6 +180,8 @@ class AudioWriter {
   // Takes whole frames and leaves other memory in place of theirs, whose contents are of no use.
   void Write(std::vector<std::int16_t>* interleaved);
   void Write(const std::int16_t* interleaved, std::size_t frames);
+  // For BroadcastMode::kUpdate; without effect otherwise. Any time before Finish.
+  void SetLoudness(const BroadcastLoudness& values) { loudness = values; }
   // Completes the file; PendingFile::Commit then shows it.
   void Finish();
 
@@ -160,11 +192,18 @@ class AudioWriter {
   void WriteBlock(const Block& block);
   void WriteBehind();
   void EndThread();
+  void PutTags(const AudioInfo& source);
+  void PutBroadcast();
   void CheckStream() const;
 
   std::unique_ptr<Stream> stream;
   std::unique_ptr<SNDFILE, int (*)(SNDFILE*)> sound;
   std::size_t channels;
+  ChunkFamily family;
+  std::vector<FileChunk> chunks;
+  BroadcastMode broadcastMode;
+  std::vector<unsigned char> broadcast;  // SF_BROADCAST_INFO; empty where none is written
+  BroadcastLoudness loudness;
   Block copied;
   bool isFirstWritten = false;
   std::exception_ptr failure;  // of the thread, to be seen when it has ended
