@@ -320,8 +320,10 @@ void AddJobOptions(CLI::App* command, JobOptions* options, JobKind kind) {
   AddTrackOptions(command, options);
   if (kind != JobKind::kMeasure) AddTargetOptions(command, options, kind);
   if (kind == JobKind::kNormalise) AddNormaliseOptions(command, options);
-  command->add_flag("--cross-check", options->isCrossChecked,
-                    "Measure by libebur128 as well, and judge those values, too");
+  command->add_flag(
+      "--cross-check", options->isCrossChecked,
+      "Measure by libebur128 as well, which takes several times as long as the job, and "
+      "judge those values, too");
   command->add_flag("--series", options->hasSeries,
                     "Momentary and short-term loudness over time, with the results");
   AddLogOptions(command, options);

@@ -1,5 +1,6 @@
 #include "tool/SeriesRecorder.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "measurement/ChunkMeasurement.h"
@@ -22,18 +23,26 @@ SeriesRecorder::SeriesRecorder(std::vector<int> channels, int width, int sampleR
       width(width),
       chunkFrames(
           static_cast<std::size_t>(static_cast<double>(sampleRate) * double{kChunkSeconds})),
-      chunks(this->channels.size()),
+      chunks(this->channels.size(), std::vector<float>(chunkFrames)),
       meter({OnMomentary, OnShortTerm, nullptr, nullptr, nullptr}, 0, this) {
   meter.Init(sampleRate, static_cast<int>(this->channels.size()));
 }
 
 void SeriesRecorder::Hear(const std::int16_t* interleaved, std::size_t frames) {
-  for (std::size_t s = 0; s < frames; ++s, interleaved += width) {
+  while (frames > 0) {
+    const std::size_t run = std::min(frames, chunkFrames - filled);
     for (std::size_t k = 0; k < channels.size(); ++k) {
-      chunks[k].push_back(static_cast<float>(interleaved[channels[k]]) / kFullScale);
+      const std::int16_t* from = interleaved + channels[k];
+      float* const to = chunks[k].data() + filled;
+      for (std::size_t s = 0; s < run; ++s) {
+        to[s] = static_cast<float>(from[s * static_cast<std::size_t>(width)]) / kFullScale;
+      }
     }
-    ++position;
-    if (chunks.front().size() == chunkFrames) MeasureChunk();
+    interleaved += run * static_cast<std::size_t>(width);
+    frames -= run;
+    filled += run;
+    position += static_cast<int>(run);
+    if (filled == chunkFrames) MeasureChunk();
   }
 }
 
@@ -54,7 +63,7 @@ void SeriesRecorder::MeasureChunk() {
   }
   WeightAndFeed(list.data(), static_cast<int>(list.size()), static_cast<int>(chunkFrames),
                 position);
-  for (std::vector<float>& chunk : chunks) chunk.clear();
+  filled = 0;
 }
 
 }  // namespace harvane

@@ -34,6 +34,7 @@ class SeriesRecorder {
   std::vector<int> channels;
   int width;
   std::size_t chunkFrames;
+  std::size_t filled = 0;                  // frames of the present chunk
   std::vector<std::vector<float>> chunks;  // by channel of the track
   int position = 0;                        // frames heard
   LoudnessSeries series;
