@@ -67,8 +67,9 @@ Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
   return *this;
 }
 
-PendingFile::PendingFile(const std::string& path, const FileIdentity& input, Naming naming)
-    : path(path), target(path), input(input) {
+PendingFile::PendingFile(const std::string& path, const FileIdentity& input, Naming naming,
+                         Existing existing)
+    : path(path), target(path), input(input), existing(existing) {
   RefuseInput();
   std::error_code failure;
   const std::filesystem::path resolved = std::filesystem::weakly_canonical(path, failure);
@@ -88,7 +89,11 @@ void PendingFile::Commit() {
     throw FileError(path, "cannot be written: " + SystemText(errno));
   }
   RefuseInput();
-  if (!hidden.empty() || !LinkAs(target)) ReplaceTarget();
+  if (existing == Existing::kRefused) {
+    if (!(hidden.empty() ? LinkAs(target) : MoveTo(target))) RefuseExisting();
+  } else if (!hidden.empty() || !LinkAs(target)) {
+    ReplaceTarget();
+  }
   const Descriptor parent(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (parent.IsOpen()) fsync(parent.Number());
 }
@@ -99,6 +104,21 @@ bool PendingFile::LinkAs(const std::string& name) const {
   if (errno == EEXIST) return false;
   throw FileError(path, "cannot be given its name: " + SystemText(errno));
 }
+
+bool PendingFile::MoveTo(const std::string& name) {
+  if (renameat2(AT_FDCWD, hidden.c_str(), AT_FDCWD, name.c_str(), RENAME_NOREPLACE) != 0) {
+    if (errno == EEXIST) return false;
+    // A file system that cannot refuse by itself; the look was a moment ago.
+    if (errno != EINVAL || std::rename(hidden.c_str(), name.c_str()) != 0) {
+      throw FileError(path, "cannot be given its name: " + SystemText(errno));
+    }
+  }
+  hidden.clear();
+  KeepAtSignals();
+  return true;
+}
+
+void PendingFile::RefuseExisting() const { throw FileError(path, "is there already"); }
 
 void PendingFile::ReplaceTarget() {
   if (hidden.empty()) {
@@ -127,6 +147,7 @@ void PendingFile::RefuseInput() const {
   }
   if (S_ISDIR(status.st_mode)) throw FileError(path, "is a folder; a file name is needed");
   if (!S_ISREG(status.st_mode)) throw FileError(path, "is not a regular file");
+  if (existing == Existing::kRefused) RefuseExisting();
 }
 
 bool PendingFile::OpenNameless() {

@@ -46,20 +46,25 @@ struct FileVersion {
 // at SIGINT, SIGTERM and SIGHUP, but not when the process is killed; one such
 // file at a time.
 //
-// An existing target is replaced by Commit; through a symbolic link, the file
-// that the link leads to. For that moment every file has a hidden name, which a
-// killed process may leave behind; no later run takes or removes it.
+// An existing target is replaced by Commit, unless that is refused; through a symbolic link, the
+// file that the link leads to. For that moment every file has a hidden name, which a killed process
+// may leave behind; no later run takes or removes it.
 //
 // Errors     FileError.
 // Thread     one caller at a time.
 class PendingFile {
  public:
   enum class Naming { kNamelessIfPossible, kHidden };
+  // What becomes of a file that is there already.
+  enum class Existing {
+    kReplaced,
+    kRefused,  // at the start, and again, without a moment between look and deed, at Commit
+  };
 
   // Throws where `path` leads to the file `input` or to no regular file, or where
   // its folder cannot be written to.
   PendingFile(const std::string& path, const FileIdentity& input,
-              Naming naming = Naming::kNamelessIfPossible);
+              Naming naming = Naming::kNamelessIfPossible, Existing existing = Existing::kReplaced);
   ~PendingFile();
   PendingFile(const PendingFile&) = delete;
   PendingFile& operator=(const PendingFile&) = delete;
@@ -74,18 +79,22 @@ class PendingFile {
 
  private:
   void RefuseInput() const;
+  [[noreturn]] void RefuseExisting() const;
   bool OpenNameless();
   void OpenHidden();
   std::string HiddenName() const;
   // Gives the nameless file a name; false where there is one like it.
   bool LinkAs(const std::string& name) const;
   void ReplaceTarget();
+  // Gives the hidden file its name; false where there is one like it.
+  bool MoveTo(const std::string& name);
 
   std::string path;
   std::string target;  // what `path` leads to
   std::string folder;
   std::string hidden;  // the temporary name; empty while there is none
   FileIdentity input;
+  Existing existing;
   Descriptor descriptor;
 };
 

@@ -109,6 +109,41 @@ TEST_P(PendingFileTest, AnEndingSignalLeavesNothing) {
   }
 }
 
+TEST_P(PendingFileTest, LeavesAFileAloneThatIsThereWhereThatIsAsked) {
+  const std::string path = folder.FileIn("out");
+  support::WriteBytes(path, "former");
+  try {
+    const PendingFile file(path, kNoInput, GetParam(), PendingFile::Existing::kRefused);
+    ADD_FAILURE() << "accepted";
+  } catch (const FileError& refusal) {
+    EXPECT_EQ(std::string(refusal.what()), path + ": is there already");
+  }
+  EXPECT_EQ(support::ReadBytes(path), "former");
+}
+
+TEST_P(PendingFileTest, LeavesAFileAloneThatCameMeanwhileWhereThatIsAsked) {
+  const std::string path = folder.FileIn("out");
+  {
+    PendingFile file(path, kNoInput, GetParam(), PendingFile::Existing::kRefused);
+    Put(file, "whole");
+    support::WriteBytes(path, "meanwhile");
+    EXPECT_THROW(file.Commit(), FileError);
+  }
+  EXPECT_EQ(support::ReadBytes(path), "meanwhile");
+  EXPECT_EQ(Count(), 1U);
+}
+
+TEST_P(PendingFileTest, AppearsAlsoWhereNothingMayBeReplaced) {
+  const std::string path = folder.FileIn("out");
+  {
+    PendingFile file(path, kNoInput, GetParam(), PendingFile::Existing::kRefused);
+    Put(file, "whole");
+    file.Commit();
+  }
+  EXPECT_EQ(support::ReadBytes(path), "whole");
+  EXPECT_EQ(Count(), 1U);
+}
+
 INSTANTIATE_TEST_SUITE_P(Namings, PendingFileTest,
                          testing::Values(PendingFile::Naming::kNamelessIfPossible,
                                          PendingFile::Naming::kHidden),
