@@ -530,10 +530,9 @@ class FileRun {
 
   void Normalise() {
     const Container container = ContainerForName(output, info.container);
-    if (!options.isOutputReplaced && std::filesystem::exists(output)) {
-      throw FileError(output, "is there already");
-    }
-    PendingFile pending(output, reader.Identity());
+    PendingFile pending(output, reader.Identity(), PendingFile::Naming::kNamelessIfPossible,
+                        options.isOutputReplaced ? PendingFile::Existing::kReplaced
+                                                 : PendingFile::Existing::kRefused);
     CheckSpace(container, std::max<std::int64_t>(info.frames, 0));
     StartJobs(2);
     FirstPass("pass 1 of 2");
@@ -550,14 +549,38 @@ class FileRun {
     if (options.isConverged) Converge();
     CheckSpace(container, frames);
     FirstPassOfOwnJobs();
-    AudioWriter writer(&pending, container, info, frames);
+    AudioWriter writer(&pending, container, info, frames, options.broadcastMode);
     SecondPass(&writer);
+    if (options.broadcastMode == BroadcastMode::kUpdate) GiveLoudness(container, &writer);
     writer.Finish();
     EndJobs();
     pending.Commit();
     FillResults();
     NoteDelays();
     AwaitLog();
+  }
+
+  // A broadcast chunk speaks of one programme.
+  void GiveLoudness(Container container, AudioWriter* writer) {
+    if (!HasBroadcast(container)) {
+      result->notes.push_back(fmt::format("note: {} has no broadcast chunk for --bext update",
+                                          ContainerName(container)));
+      return;
+    }
+    if (tracks.size() != 1) {
+      result->notes.push_back(
+          fmt::format("note: of {} tracks the broadcast chunk tells no loudness", tracks.size()));
+      return;
+    }
+    const Track& track = tracks.front();
+    const TrackValues values =
+        ValuesOf(track.IsProcessed() ? track.after.value() : track.before, info.sampleRate);
+    const auto valueOf = [](const std::optional<PeakValue>& peak) {
+      return peak ? std::optional<double>(peak->value) : std::nullopt;
+    };
+    writer->SetLoudness({values.integratedLoudness, values.loudnessRange,
+                         valueOf(values.maxTruePeak), valueOf(values.maxMomentary),
+                         valueOf(values.maxShortTerm)});
   }
 
   void CheckSpace(Container container, std::int64_t count) const {
@@ -608,21 +631,21 @@ class FileRun {
     OutputAssembly assembly(skips, frames);
     std::vector<std::int16_t> assembled;
     std::int64_t written = 0;
-    const auto write = [&](const std::vector<std::int16_t>& samples) {
-      const std::size_t count = samples.size() / isFromModule.size();
-      for (const Track& track : tracks) track.earsAfter.Hear(samples.data(), count);
-      writer->Write(samples.data(), count);
+    const auto write = [&](std::vector<std::int16_t>* samples) {
+      const std::size_t count = samples->size() / isFromModule.size();
+      for (const Track& track : tracks) track.earsAfter.Hear(samples->data(), count);
+      writer->Write(samples);
       written += static_cast<std::int64_t>(count);
     };
     const auto take = [&](const std::int16_t* file, std::size_t count) {
       for (ModuleJob* job : atWork) job->Deliver(file, count, isFromModule.size());
       if (isPlain) {
-        write(atWork.front()->Output());
+        write(atWork.front()->OutputToTake());
         return;
       }
       Assemble(file, count, isFromModule, &assembly);
       assembly.Hand(&assembled);
-      write(assembled);
+      write(&assembled);
     };
     for (ModuleJob* job : atWork) job->StartPass(1);
     ReadAll("pass 2 of 2", take);

@@ -157,6 +157,16 @@ void AddNormaliseOptions(CLI::App* command, JobOptions* options) {
                     "0.1 LU of the target and under the true peak");
   command->add_flag("--align", options->isAligned,
                     "Take back the 95 frames by which a limited track comes out late");
+  const std::map<std::string, BroadcastMode> kBroadcastModes = {{"keep", BroadcastMode::kKeep},
+                                                                {"update", BroadcastMode::kUpdate},
+                                                                {"drop", BroadcastMode::kDrop}};
+  command
+      ->add_option("--bext", options->broadcastMode,
+                   "The broadcast chunk of WAV and RF64: keep it without its former loudness, "
+                   "update it with what was measured after, or drop it")
+      ->transform(CLI::CheckedTransformer(kBroadcastModes).description(""))
+      ->type_name("keep|update|drop")
+      ->default_str("keep");
 }
 
 void AddLogOptions(CLI::App* command, JobOptions* options) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/AudioFile.h"
 #include "host/ParameterDocument.h"
 #include "tool/Presets.h"
 
@@ -54,6 +55,7 @@ struct JobOptions {
   bool isAligned = false;                // --align
   bool hasSeries = false;                // --series
   bool isOutputReplaced = false;         // an output that is there is written over
+  BroadcastMode broadcastMode = BroadcastMode::kKeep;  // --bext
 
   std::string module;         // a module file; empty for the linked module
   bool isLogAwaited = false;  // keep a module file until its log is written
@@ -62,7 +64,8 @@ struct JobOptions {
 // Adds the options that are about tracks, targets, the log and the module, each where it makes
 // sense for `kind`, and sets `options->kind`: --layout -c, --allocation, --map, --preset -p,
 // --mode -m, --loudness -l, --short-term -s, --true-peak -t, --param, --lower-only, --tolerance,
-// --quiet-tracks, --converge, --cross-check, --align, --series, --frame-rate, --log-folder -L,
+// --quiet-tracks, --converge, --cross-check, --align, --bext, --series, --frame-rate, --log-folder
+// -L,
 // --log-name -N, --entry-name -e, --module -M, --wait-for-log -w. `options` must outlive `command`.
 // Files, outputs, formats and running are others'.
 void AddJobOptions(CLI::App* command, JobOptions* options, JobKind kind);

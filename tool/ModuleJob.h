@@ -37,6 +37,8 @@ class ModuleJob {
   void Deliver(const std::int16_t* file, std::size_t frames, std::size_t width);
   // The module's frames of the latest Deliver, ModuleChannels samples each.
   const std::vector<std::int16_t>& Output() const { return output; }
+  // The same, to be taken: the next Deliver needs nothing of it.
+  std::vector<std::int16_t>* OutputToTake() { return &output; }
   std::size_t OutputFrames() const { return output.size() / ModuleChannels(); }
   std::size_t ModuleChannels() const { return static_cast<std::size_t>(layout.moduleChannels); }
   // True if the file's frames, of `width` samples, are the module's.

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 
 #include "tests/support/Signals.h"
 #include "tests/tool/JobSupport.h"
@@ -487,6 +488,47 @@ TEST(FileJob, TheSeriesHoldTheMaxima) {
   // What is heard are the 16 bits that were written, of which the module's meter has more.
   EXPECT_NEAR(std::max_element(after.momentary.begin(), after.momentary.end())->value(),
               track.after.value().maxMomentary.value().value, 0.01);
+}
+
+// What EBU Tech 3285 has at its places: loudness, range, true peak, momentary, short-term.
+std::vector<int> BroadcastLoudnessIn(const std::string& path) {
+  SF_INFO info{};
+  SNDFILE* const sound = sf_open(path.c_str(), SFM_READ, &info);
+  SF_BROADCAST_INFO chunk{};
+  const bool isThere = sf_command(sound, SFC_GET_BROADCAST_INFO, &chunk, sizeof chunk) == SF_TRUE;
+  sf_close(sound);
+  if (!isThere) return {};
+  return {chunk.loudness_value, chunk.loudness_range, chunk.max_true_peak_level,
+          chunk.max_momentary_loudness, chunk.max_shortterm_loudness};
+}
+
+TEST(FileJob, BroadcastUpdateTellsWhatWasMeasuredAfter) {
+  const JobPlace place(kRate, 2, QuietNoise(kRate, 2, 4.0));
+  const FileResult result = place.Normalise("--bext update");
+  ASSERT_EQ(result.status, FileStatus::kDone) << result.error;
+  const TrackValues& after = result.tracks.at(0).after.value();
+  const auto hundredths = [](double value) { return static_cast<int>(std::lround(value * 100.0)); };
+  EXPECT_THAT(BroadcastLoudnessIn(place.FileIn("out.wav")),
+              ElementsAre(hundredths(after.integratedLoudness.value()),
+                          hundredths(after.loudnessRange.value()),
+                          hundredths(after.maxTruePeak.value().value),
+                          hundredths(after.maxMomentary.value().value),
+                          hundredths(after.maxShortTerm.value().value)));
+  EXPECT_EQ(BroadcastLoudnessIn(place.FileIn("out.wav")).at(0), -2300);
+}
+
+TEST(FileJob, BroadcastChunkOfSeveralTracksTellsNoLoudness) {
+  const JobPlace place(kRate, 4, QuietNoise(kRate, 4, 4.0));
+  const FileResult result = place.Normalise("--layout 2+2 --bext update");
+  ASSERT_EQ(result.status, FileStatus::kDone) << result.error;
+  EXPECT_THAT(BroadcastLoudnessIn(place.FileIn("out.wav")), testing::Each(0x7FFF));
+  EXPECT_THAT(result.notes, Contains(HasSubstr("of 2 tracks the broadcast chunk")));
+}
+
+TEST(FileJob, NoBroadcastChunkIsBegunUnasked) {
+  const JobPlace place(kRate, 2, QuietNoise(kRate, 2, 4.0));
+  ASSERT_EQ(place.Normalise().status, FileStatus::kDone);
+  EXPECT_THAT(BroadcastLoudnessIn(place.FileIn("out.wav")), IsEmpty());
 }
 
 }  // namespace
