@@ -595,14 +595,25 @@ AudioWriter::AudioWriter(PendingFile* file, Container container, const AudioInfo
   PutBroadcast();
 }
 
+void AudioWriter::PutChannelMap(std::vector<int> map) {
+  const auto isTaken = [this, &map] {
+    return sf_command(sound.get(), SFC_SET_CHANNEL_MAP_INFO, map.data(),
+                      static_cast<int>(map.size() * sizeof(int))) != SF_FALSE;
+  };
+  if (map.empty() || isTaken()) return;
+  // AIFF and CAF know the two surround channels of 5.1 by one name only.
+  if (std::find(map.begin(), map.end(), SF_CHANNEL_MAP_REAR_LEFT) != map.end()) return;
+  std::replace<std::vector<int>::iterator, int>(map.begin(), map.end(), SF_CHANNEL_MAP_SIDE_LEFT,
+                                                SF_CHANNEL_MAP_REAR_LEFT);
+  std::replace<std::vector<int>::iterator, int>(map.begin(), map.end(), SF_CHANNEL_MAP_SIDE_RIGHT,
+                                                SF_CHANNEL_MAP_REAR_RIGHT);
+  isTaken();
+}
+
 void AudioWriter::PutTags(const AudioInfo& source) {
   // What the container does not have is dropped.
   for (const auto& [kind, text] : source.texts) sf_set_string(sound.get(), kind, text.c_str());
-  if (!source.channelMap.empty()) {
-    std::vector<int> map = source.channelMap;
-    sf_command(sound.get(), SFC_SET_CHANNEL_MAP_INFO, map.data(),
-               static_cast<int>(map.size() * sizeof(int)));
-  }
+  PutChannelMap(source.channelMap);
   if (FamilyOf(source.container) == family) return;
   if (!source.cues.empty()) {
     std::vector<unsigned char> cues = source.cues;

@@ -193,6 +193,7 @@ class AudioWriter {
   void WriteBehind();
   void EndThread();
   void PutTags(const AudioInfo& source);
+  void PutChannelMap(std::vector<int> map);
   void PutBroadcast();
   void CheckStream() const;
 

@@ -218,6 +218,36 @@ TEST_F(AudioTags, MarkersOfAnAiffFileBecomeCuePointsOfAWavFile) {
   }
 }
 
+TEST_F(AudioTags, SurroundChannelsKeepTheirMeaning) {
+  constexpr int kFront[] = {SF_CHANNEL_MAP_LEFT, SF_CHANNEL_MAP_RIGHT, SF_CHANNEL_MAP_CENTER,
+                            SF_CHANNEL_MAP_LFE};
+  std::vector<int> side(std::begin(kFront), std::end(kFront));
+  std::vector<int> rear = side;
+  side.insert(side.end(), {SF_CHANNEL_MAP_SIDE_LEFT, SF_CHANNEL_MAP_SIDE_RIGHT});
+  rear.insert(rear.end(), {SF_CHANNEL_MAP_REAR_LEFT, SF_CHANNEL_MAP_REAR_RIGHT});
+  const std::string in = folder.FileIn("in.wav");
+  for (std::vector<int> map : {side, rear}) {
+    SF_INFO info{};
+    info.format = SF_FORMAT_WAVEX | SF_FORMAT_PCM_16;
+    info.samplerate = 48000;
+    info.channels = 6;
+    SNDFILE* const sound = sf_open(in.c_str(), SFM_WRITE, &info);
+    ASSERT_EQ(sf_command(sound, SFC_SET_CHANNEL_MAP_INFO, map.data(), 6 * sizeof(int)), SF_TRUE);
+    samples.assign(12, 5);
+    sf_write_short(sound, samples.data(), 12);
+    sf_close(sound);
+    for (const Container container : {Container::kWav, Container::kRf64}) {
+      Copy(in, out, container);
+      EXPECT_EQ(AudioReader(out).Info().channelMap, map);
+    }
+    // They have one name for both.
+    for (const Container container : {Container::kAiff, Container::kCaf}) {
+      Copy(in, out, container);
+      EXPECT_EQ(AudioReader(out).Info().channelMap, rear);
+    }
+  }
+}
+
 TEST_F(AudioTags, ContainersWithoutSuchChunksAreWrittenWithoutThem) {
   const std::string in = Sound("in.wav", SF_FORMAT_WAV);
   AddChunks(in, kRiff, kRiffChunks);
