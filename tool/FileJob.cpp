@@ -137,6 +137,7 @@ class FileRun {
         progress(progress),
         result(result),
         parameters(options.parameters),
+        rules(options.rules),
         reader(input),
         info(reader.Info()) {
     result->sampleRate = info.sampleRate;
@@ -226,6 +227,7 @@ class FileRun {
     ModuleJob(options.module, all, info.sampleRate, options.parameterDocument).EndSequence();
     if (!read) throw FileError(input, "the parameter document cannot be read as XML");
     parameters = read->parameters;
+    if (options.isConverged && rules.empty()) rules = ConvergenceRules(parameters);
     const int passes = parameters.numberOfPasses;
     if (options.kind == JobKind::kNormalise ? passes != 2 : passes != 1 && passes != 2) {
       throw FileError(input, fmt::format("the parameter document asks for {} pass{}; {} would be "
@@ -707,9 +709,9 @@ class FileRun {
       if (track.earsBefore.series) one.seriesBefore = track.earsBefore.series->Take();
       if (track.earsAfter.series) one.seriesAfter = track.earsAfter.series->Take();
       if (options.kind == JobKind::kMeasure) continue;
-      one.verdicts = Judge(options.rules, one.after.value_or(one.before));
+      one.verdicts = Judge(rules, one.after.value_or(one.before));
       if (!one.crossCheck) continue;
-      for (RuleVerdict& verdict : Judge(options.rules, *one.crossCheck, "crossCheck.")) {
+      for (RuleVerdict& verdict : Judge(rules, *one.crossCheck, "crossCheck.")) {
         one.verdicts.push_back(std::move(verdict));
       }
     }
@@ -744,6 +746,7 @@ class FileRun {
   const ProgressSink* progress;
   FileResult* result;
   JobParameters parameters;
+  std::vector<Rule> rules;
   AudioReader reader;
   const AudioInfo& info;
   TrackLayout layout;

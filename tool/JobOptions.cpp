@@ -240,18 +240,6 @@ Rule* RuleOf(std::vector<Rule>* rules, MeasuredValue value) {
   return &rules->back();
 }
 
-// The value that the mode brings to its target.
-MeasuredValue AimedValue(const JobParameters& parameters) {
-  return parameters.mode == NormalisationMode::kProgrammeLoudness
-             ? MeasuredValue::kIntegratedLoudness
-             : MeasuredValue::kMaxShortTerm;
-}
-
-double AimedLoudness(const JobParameters& parameters) {
-  return parameters.mode == NormalisationMode::kProgrammeLoudness ? parameters.loudness
-                                                                  : parameters.shortTermLoudness;
-}
-
 // Single values on the command line speak of the rules, too.
 void JoinRules(JobOptions* options) {
   // Of a normalisation the tolerance says which files are skipped.
@@ -311,18 +299,6 @@ void ReadDocument(JobOptions* options) {
   }
 }
 
-// --converge asks for something of its own; where nothing else judges, that does.
-void JudgeConvergence(JobOptions* options) {
-  if (!options->isConverged || !options->rules.empty()) return;
-  const JobParameters& parameters = options->parameters;
-  const double target = AimedLoudness(parameters);
-  const bool isProgramme = parameters.mode == NormalisationMode::kProgrammeLoudness;
-  options->rules = {isProgramme
-                        ? Rule{AimedValue(parameters), target, kConvergenceLu, {}, {}}
-                        : Rule{AimedValue(parameters), {}, 0.0, {}, target + kConvergenceLu},
-                    Rule{MeasuredValue::kMaxTruePeak, {}, 0.0, {}, parameters.maxTruePeak}};
-}
-
 }  // namespace
 
 void AddJobOptions(CLI::App* command, JobOptions* options, JobKind kind) {
@@ -359,9 +335,20 @@ void ResolveJobOptions(JobOptions* options) {
   if (!wrong.empty()) throw std::invalid_argument("the folder of --log-folder " + wrong);
   if (!options->parameterFile.empty()) {
     ReadDocument(options);
-  } else {
-    JudgeConvergence(options);
+  } else if (options->isConverged && options->rules.empty()) {
+    options->rules = ConvergenceRules(options->parameters);
   }
+}
+
+std::vector<Rule> ConvergenceRules(const JobParameters& parameters) {
+  const Rule peak = {MeasuredValue::kMaxTruePeak, {}, 0.0, {}, parameters.maxTruePeak};
+  if (parameters.mode == NormalisationMode::kProgrammeLoudness) {
+    return {{MeasuredValue::kIntegratedLoudness, parameters.loudness, kConvergenceLu, {}, {}},
+            peak};
+  }
+  return {
+      {MeasuredValue::kMaxShortTerm, {}, 0.0, {}, parameters.shortTermLoudness + kConvergenceLu},
+      peak};
 }
 
 }  // namespace harvane

@@ -75,6 +75,9 @@ void AddJobOptions(CLI::App* command, JobOptions* options, JobKind kind);
 // Throws std::invalid_argument with one line: wrong usage.
 void ResolveJobOptions(JobOptions* options);
 
+// What --converge promises for these targets: what it is judged by where no preset says more.
+std::vector<Rule> ConvergenceRules(const JobParameters& parameters);
+
 }  // namespace harvane
 
 #endif  // HARVANE_TOOL_JOBOPTIONS_H

@@ -448,6 +448,34 @@ TEST(FileJob, WhatCannotBeReachedIsSaidAndFails) {
   EXPECT_TRUE(HasFailedVerdict(result));
 }
 
+TEST(FileJob, ConvergingTowardsAShortTermLoudnessLooksAtThePeaks) {
+  const JobPlace place(kRate, 1, PeakyNoise(kRate, 1, 6.0));
+  const FileResult result =
+      place.Normalise("--mode short-term --short-term -29 --true-peak -6 --converge");
+  ASSERT_EQ(result.status, FileStatus::kDone) << result.error;
+  const TrackResult& track = result.tracks.at(0);
+  ASSERT_TRUE(track.convergence);
+  EXPECT_TRUE(track.convergence->isReached);
+  EXPECT_LE(track.after.value().maxShortTerm.value().value, -28.9);
+  EXPECT_LE(track.after.value().maxTruePeak.value().value, -6.0);
+  EXPECT_EQ(track.verdicts.at(0).rule, "maxShortTerm");
+  EXPECT_FALSE(HasFailedVerdict(result));
+}
+
+TEST(FileJob, ADocumentCanConvergeAsWell) {
+  const JobPlace place(kRate, 1, PeakyNoise(kRate, 1, 6.0));
+  ParameterTexts texts = Mono();
+  texts.Loudness = "-22";
+  texts.logPath = place.FileIn("logs");
+  support::WriteBytes(place.FileIn("p.xml"), support::ParameterDocument(texts));
+  const TrackResult track =
+      place.Normalise("--converge --param " + place.FileIn("p.xml")).tracks.at(0);
+  ASSERT_TRUE(track.convergence);
+  EXPECT_TRUE(track.convergence->isReached);
+  EXPECT_NEAR(track.after.value().integratedLoudness.value(), -22.0, 0.1);
+  EXPECT_EQ(track.verdicts.at(0).wanted, "-22.0 ±0.1 LUFS");
+}
+
 TEST(FileJob, OnlyTheTrackThatConvergesIsTouchedByIt) {
   const std::vector<std::int16_t> limited = PeakyNoise(kRate, 1, 4.0);
   const std::vector<std::int16_t> other = MonoNoise(2, 4.0, 2000);
