@@ -21,10 +21,6 @@ namespace harvane {
 // Errors     std::bad_alloc. Thread: any.
 std::string ReportPage(const RunResult& run);
 
-// Writes it under a temporary name and renames it to `path`, over what is there.
-// Errors: FileError; then `path` is as before.
-void WriteReportPage(const RunResult& run, const std::string& path);
-
 }  // namespace harvane
 
 #endif  // HARVANE_TOOL_RESULTS_REPORTPAGE_H

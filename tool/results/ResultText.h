@@ -11,18 +11,6 @@ namespace harvane {
 // and tracks count from 1, and a value that was not measured says so.
 // Errors: std::bad_alloc. Thread: any.
 
-// The words of the JSON and the CSV: "done", "timedOut"; "processed", "withinTolerance"; "pass",
-// "notMeasured".
-const char* NameOf(FileStatus status);
-const char* NameOf(TrackAction action);
-const char* NameOf(Verdict verdict);
-
-// The verdict on all rules of a track or file: fail before not measured before pass. Not measured
-// where nothing was asked for.
-Verdict VerdictOf(const TrackResult& track);
-Verdict VerdictOf(const FileResult& file);
-bool HasVerdicts(const FileResult& file);
-
 // One file: its name and state; a table with a line per track and pass, gain, limiter and delay
 // where anything was processed, libebur128's values where they were asked for; then the verdicts
 // rule by rule, what repeating came to, and the notes. Ends in a blank line.
