@@ -204,71 +204,96 @@ std::string EdgeSvg(const PictureScale& scale, const PictureTarget& target,
 struct Mark {
   double x;
   double y;
-  double labelX;  // the label's middle
+  double labelX;  // the label's left edge
   const char* style;
+  const char* shape;  // around the current point
   std::string value;
   std::string time;
 };
 
-void AddMark(const std::optional<PeakValue>& peak, const char* style, const char* name,
-             const char* unit, const PictureScale& scale, bool isLoudness,
+constexpr const char* kTriangle = "m-4.5 -8h9l-4.5 8z";
+constexpr const char* kCircle = "m-4 0a4 4 0 1 0 8 0a4 4 0 1 0 -8 0z";
+constexpr const char* kDiamond = "m0 -4.5l4.5 4.5l-4.5 4.5l-4.5 -4.5z";
+
+// A label begins with its mark, which stands above the marked point where there is room.
+constexpr double kLabelMark = 5;
+
+void AddMark(const std::optional<PeakValue>& peak, double y, const char* style, const char* shape,
+             const char* name, const char* unit, const PictureScale& scale,
              std::vector<Mark>* marks) {
-  if (!peak) return;
   const double x = X(scale, peak->seconds);
-  marks->push_back({x, isLoudness ? Y(scale, peak->value) : kTop, x, style,
+  marks->push_back({x, y, x - kLabelMark, style, shape,
                     fmt::format("{} {} {}", name, HtmlNumber(peak->value, 1), unit),
                     TimeCode(peak->seconds)});
 }
 
 // Moves the labels apart, in the order of their marks, and into the picture.
 void SpreadLabels(std::vector<Mark>* marks) {
-  constexpr double kLabelWidth = 134;
+  constexpr double kLabelWidth = 148;
   std::sort(marks->begin(), marks->end(), [](const Mark& a, const Mark& b) { return a.x < b.x; });
-  double least = kLeft + kLabelWidth / 2;
+  double least = 0;
   for (Mark& mark : *marks) {
     mark.labelX = std::max(mark.labelX, least);
     least = mark.labelX + kLabelWidth;
   }
-  double most = kWidth - kLabelWidth / 2;
+  double most = kWidth - kLabelWidth;
   for (auto mark = marks->rbegin(); mark != marks->rend(); ++mark) {
     mark->labelX = std::min(mark->labelX, most);
     most = mark->labelX - kLabelWidth;
   }
 }
 
+std::string MarkSvg(const Mark& mark, double x, double y) {
+  return fmt::format("<path class=\"mark {}\" d=\"M{} {}{}\"/>\n", mark.style, Place(x), Place(y),
+                     mark.shape);
+}
+
+// A true peak is no loudness: it is marked at the picture's upper edge.
 std::string MarksSvg(const TrackValues& values, const PictureScale& scale) {
   constexpr double kValueLine = 9;
-  constexpr double kTimeLine = 20;
-  constexpr double kLeaderTop = 24;
-  constexpr double kLeaderBend = 36;
+  constexpr double kTimeLine = 20.5;
+  constexpr double kText = 13;
+  constexpr double kLeaderTop = 11;
+  constexpr double kLeaderTurn = 22;
+  constexpr double kLeaderBend = 34;
   std::vector<Mark> marks;
-  AddMark(values.maxTruePeak, "peak", "\u25BC true peak", "dBTP", scale, false, &marks);
-  AddMark(values.maxShortTerm, "strong", "\u25CF short-term", "LUFS", scale, true, &marks);
-  AddMark(values.maxMomentary, "thin", "\u25C6 momentary", "LUFS", scale, true, &marks);
+  if (const auto& peak = values.maxTruePeak) {
+    AddMark(peak, kTop, "peak", kTriangle, "true peak", "dBTP", scale, &marks);
+  }
+  if (const auto& peak = values.maxShortTerm) {
+    AddMark(peak, Y(scale, peak->value), "strong", kCircle, "short-term", "LUFS", scale, &marks);
+  }
+  if (const auto& peak = values.maxMomentary) {
+    AddMark(peak, Y(scale, peak->value), "thin", kDiamond, "momentary", "LUFS", scale, &marks);
+  }
   SpreadLabels(&marks);
   std::string svg;
   for (const Mark& mark : marks) {
-    svg += fmt::format("<path class=\"leader\" d=\"M{} {}L{} {}V{}\"/>\n", Place(mark.labelX),
-                       Place(kLeaderTop), Place(mark.x), Place(kLeaderBend), Place(mark.y));
-    svg += TextSvg(mark.labelX, kValueLine, "value middle", mark.value);
-    svg += TextSvg(mark.labelX, kTimeLine, "note middle", mark.time);
+    svg += fmt::format("<path class=\"leader\" d=\"M{} {}V{}L{} {}V{}\"/>\n",
+                       Place(mark.labelX + kLabelMark), Place(kLeaderTop), Place(kLeaderTurn),
+                       Place(mark.x), Place(kLeaderBend), Place(mark.y));
+    svg += TextSvg(mark.labelX + kText, kValueLine, "value", mark.value);
+    svg += TextSvg(mark.labelX + kText, kTimeLine, "note", mark.time);
   }
   for (const Mark& mark : marks) {
-    const std::string style = mark.style;
-    const char* const shape = style == "peak"   ? "m-4.5 -8h9l-4.5 8z"
-                              : style == "thin" ? "m0 -4.5l4.5 4.5l-4.5 4.5l-4.5 -4.5z"
-                                                : "m-4 0a4 4 0 1 0 8 0a4 4 0 1 0 -8 0z";
-    svg += fmt::format("<path class=\"mark {}\" d=\"M{} {}{}\"/>\n", style, Place(mark.x),
-                       Place(mark.y), shape);
+    const double middle = mark.shape == kTriangle ? kValueLine : kValueLine - 4;
+    svg += MarkSvg(mark, mark.labelX + kLabelMark, middle) + MarkSvg(mark, mark.x, mark.y);
   }
   return svg;
 }
 
-void AddLevels(const std::optional<LoudnessSeries>& series, std::vector<double>* levels) {
+// What the short-term loudness seldom falls below.
+void Lower(const std::optional<LoudnessSeries>& series, double* lowest) {
+  constexpr std::size_t kLeftOut = 200;
   if (!series) return;
+  std::vector<float> levels;
   for (const std::optional<float>& value : series->shortTerm) {
-    if (value && std::isfinite(*value)) levels->push_back(*value);
+    if (value && std::isfinite(*value)) levels.push_back(*value);
   }
+  if (levels.empty()) return;
+  const auto low = levels.begin() + static_cast<std::ptrdiff_t>(levels.size() / kLeftOut);
+  std::nth_element(levels.begin(), low, levels.end());
+  *lowest = std::min(*lowest, double{*low});
 }
 
 void Raise(const std::optional<PeakValue>& peak, double* highest) {
@@ -285,7 +310,6 @@ PictureScale ScaleFor(const TrackResult& track, const PictureTarget& target, dou
   constexpr double kLoudest = 48.0;
   constexpr double kQuietest = -96.0;
   constexpr double kLongest = 1e9;
-  constexpr std::size_t kLeftOut = 50;
   const double aim = target.loudness.value_or(kUsualLoudness);
   double highest = aim + target.tolerance.value_or(0.0);
   for (const std::optional<TrackValues>& values : {std::optional(track.before), track.after}) {
@@ -294,14 +318,8 @@ PictureScale ScaleFor(const TrackResult& track, const PictureTarget& target, dou
     Raise(values->maxShortTerm, &highest);
   }
   double lowest = aim - target.tolerance.value_or(0.0);
-  std::vector<double> levels;
-  AddLevels(track.seriesBefore, &levels);
-  AddLevels(track.seriesAfter, &levels);
-  if (!levels.empty()) {
-    const auto low = levels.begin() + static_cast<std::ptrdiff_t>(levels.size() / kLeftOut);
-    std::nth_element(levels.begin(), low, levels.end());
-    lowest = std::min(lowest, *low);
-  }
+  Lower(track.seriesBefore, &lowest);
+  Lower(track.seriesAfter, &lowest);
   highest = std::ceil((std::clamp(highest, kQuietest, kLoudest) + kHeadroom) / kGrid) * kGrid;
   lowest = std::floor(lowest / kGrid) * kGrid;
   lowest = std::clamp(lowest, highest - kMostSpan, highest - kLeastSpan);

@@ -22,7 +22,7 @@ struct PictureTarget {
 };
 
 // A scale for both passes of a track of a file of `seconds`. The loudest value and the target are
-// within; of the quiet ones, which may go down for ever, the least fiftieth may be left out.
+// within; of the quiet ones, which may go down for ever, every 200th may be left out.
 PictureScale ScaleFor(const TrackResult& track, const PictureTarget& target, double seconds);
 
 // Loudness over time as an SVG element, styled by the classes of the report's page: momentary

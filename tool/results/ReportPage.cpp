@@ -161,8 +161,10 @@ std::string Counts(const RunResult& run) {
     html += Count(count, StatusWord(status), isGood ? "" : "bad");
   }
   for (const auto& [verdict, count] : verdicts) {
-    const char* const name = verdict == Verdict::kPass   ? "pass"
-                             : verdict == Verdict::kFail ? "fail"
+    const bool isOne = count == 1;
+    const char* const name = verdict == Verdict::kPass
+                                 ? (isOne ? "fits the rules" : "fit the rules")
+                             : verdict == Verdict::kFail ? (isOne ? "misses a rule" : "miss a rule")
                                                          : "not measured";
     const char* const style = verdict == Verdict::kPass   ? "good"
                               : verdict == Verdict::kFail ? "bad"
@@ -225,7 +227,7 @@ std::string Index(const RunResult& run, const std::vector<RankedFile>& files) {
     const bool isMeasured = std::any_of(
         file->tracks.begin(), file->tracks.end(),
         [](const TrackResult& track) { return LastValues(track).integratedLoudness.has_value(); });
-    if (run.targetLoudness) html += number(isMeasured ? HtmlNumber(badness.deviation, 1) : kDash);
+    if (run.targetLoudness) html += number(isMeasured ? HtmlNumber(badness.deviation, 1) : "");
     html += number(badness.missed > 0.0 ? HtmlNumber(badness.missed, 2) : "");
     html += "</tr>\n";
   }
@@ -275,6 +277,18 @@ std::string RuleName(const std::string& rule) {
   return found == kNames.end() ? HtmlText(rule) : found->second;
 }
 
+// With true minus signs.
+std::string WantedText(const std::string& wanted) {
+  std::string html;
+  const std::string text = HtmlText(wanted);
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool isMinus = text[i] == '-' && (i == 0 || text[i - 1] == ' ') && i + 1 < text.size() &&
+                         text[i + 1] >= '0' && text[i + 1] <= '9';
+    html += isMinus ? "\u2212" : std::string(1, text[i]);
+  }
+  return html;
+}
+
 std::string RuleRow(const RuleVerdict& rule) {
   const bool isFailed = rule.verdict == Verdict::kFail;
   const char* const sign = isFailed ? "\u2717" : rule.verdict == Verdict::kPass ? "\u2713" : kDash;
@@ -282,7 +296,7 @@ std::string RuleRow(const RuleVerdict& rule) {
   return fmt::format(
       "<tr><td class=\"{}\">{} {}</td><td>{}</td><td class=\"number\">{}</td>"
       "<td class=\"number {}\">{}</td></tr>\n",
-      style, sign, RuleName(rule.rule), HtmlText(rule.wanted),
+      style, sign, RuleName(rule.rule), WantedText(rule.wanted),
       rule.value ? HtmlNumber(*rule.value, 2) : "not measured", style,
       isFailed && rule.excess ? HtmlNumber(*rule.excess, 2) : "");
 }
@@ -416,9 +430,10 @@ std::string PathLine(const char* word, const std::string& path) {
 
 std::string FileHtml(std::size_t index, const FileResult& file, const RunResult& run) {
   const std::string name = BaseName(file.input);
-  std::string html =
-      fmt::format("<section id=\"file-{}\">\n<div class=\"head\"><h2><bdi>{}</bdi></h2>{}</div>\n",
-                  index + 1, HtmlText(name), FileChip(file));
+  std::string html = fmt::format(
+      "<section id=\"file-{}\">\n<div class=\"start\">\n<div "
+      "class=\"head\"><h2><bdi>{}</bdi></h2>{}</div>\n",
+      index + 1, HtmlText(name), FileChip(file));
   const std::string facts = FactsText(file);
   if (!facts.empty()) html += "<p class=\"facts\">" + facts + "</p>\n";
   if (name != file.input) html += PathLine("from", file.input);
@@ -429,8 +444,11 @@ std::string FileHtml(std::size_t index, const FileResult& file, const RunResult&
     for (const std::string& note : file.notes) html += "<li>" + HtmlText(note) + "</li>\n";
     html += "</ul>\n";
   }
+  // The first track stays with the head of the file.
+  if (file.tracks.empty()) html += "</div>\n";
   for (std::size_t t = 0; t < file.tracks.size(); ++t) {
     html += TrackHtml(t, file.tracks[t], file, run);
+    if (t == 0) html += "</div>\n";
   }
   return html + "</section>\n";
 }

@@ -118,8 +118,7 @@ footer {
   a { text-decoration: none; }
   thead { display: table-header-group; }
   tr, figure, .head, .error, .rules, .values { break-inside: avoid; }
-  .track { break-inside: avoid; }
-  h2, h3, .head, .facts { break-after: avoid; }
+  .start, .track { break-inside: avoid; }
 }
 )";
 
