@@ -14,6 +14,8 @@ using Run = std::function<int()>;
 
 // Each adds its commands, with their options, help and examples, to the program. Where the
 // command line calls one of them, its callback sets `*run`. `run` must outlive `app`.
+void AddLogCommand(CLI::App* app, Run* run);
+void AddMergeCommand(CLI::App* app, Run* run);
 
 }  // namespace harvane
 

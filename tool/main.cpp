@@ -61,7 +61,10 @@ void FinishLog(const JobRequest& request, const LogState& start, bool isAnyDone)
 }
 
 // Commands that do no job by themselves.
-void AddOtherCommands(CLI::App* /*app*/, harvane::Run* /*run*/) {}
+void AddOtherCommands(CLI::App* app, harvane::Run* run) {
+  harvane::AddLogCommand(app, run);
+  harvane::AddMergeCommand(app, run);
+}
 
 }  // namespace
 

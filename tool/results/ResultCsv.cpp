@@ -35,15 +35,6 @@ const std::initializer_list<const char*> kValueColumns = {
 const std::initializer_list<const char*> kPasses = {"before_", "after_", "cross_check_"};
 const std::initializer_list<const char*> kLastColumns = {"reduction", "notes", "wall_seconds"};
 
-std::string Row(const Fields& fields) {
-  std::string row;
-  for (const std::string& field : fields) {
-    if (!row.empty() || &field != &fields.front()) row += ',';
-    row += CsvField(field);
-  }
-  return row + "\n";
-}
-
 std::string Number(const std::optional<double>& value) {
   return value && std::isfinite(*value) ? ShortNumber(*value) : "";
 }
@@ -118,7 +109,7 @@ void AppendSeries(const Fields& track, const char* pass, const LoudnessSeries& s
       const std::optional<float>& value = curve.values[i];
       fields.insert(fields.end(),
                     {pass, kind, ShortNumber(curve.SecondsOf(i)), value ? Number(*value) : ""});
-      *text += Row(fields);
+      *text += CsvRow(fields);
     }
   };
   append("momentary", MomentaryCurve(series));
@@ -139,6 +130,15 @@ std::string CsvField(std::string_view text) {
   return quoted + '"';
 }
 
+std::string CsvRow(const std::vector<std::string>& fields) {
+  std::string row;
+  for (const std::string& field : fields) {
+    if (&field != &fields.front()) row += ',';
+    row += CsvField(field);
+  }
+  return row + "\n";
+}
+
 std::string CsvHeader() {
   Fields fields(kFileColumns.begin(), kFileColumns.end());
   fields.insert(fields.end(), kTrackColumns.begin(), kTrackColumns.end());
@@ -147,7 +147,7 @@ std::string CsvHeader() {
   }
   fields.insert(fields.end(), kDoneColumns.begin(), kDoneColumns.end());
   fields.insert(fields.end(), kLastColumns.begin(), kLastColumns.end());
-  return Row(fields);
+  return CsvRow(fields);
 }
 
 std::string CsvRows(const FileResult& file) {
@@ -156,14 +156,14 @@ std::string CsvRows(const FileResult& file) {
     fields.resize(fields.size() + kTrackColumns.size() + kPasses.size() * kValueColumns.size() +
                   kDoneColumns.size());
     AddLast(file, &fields);
-    return Row(fields);
+    return CsvRow(fields);
   }
   std::string rows;
   for (std::size_t t = 0; t < file.tracks.size(); ++t) {
     Fields fields = FileFields(file);
     AddTrack(t, file.tracks[t], &fields);
     AddLast(file, &fields);
-    rows += Row(fields);
+    rows += CsvRow(fields);
   }
   return rows;
 }

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tool/FileResult.h"
 
@@ -23,6 +24,9 @@ std::string SeriesCsv(const RunResult& run);
 // `text` as one field: quoted, and quotes doubled, where it holds a comma, a quote or a line end,
 // or begins or ends with a blank.
 std::string CsvField(std::string_view text);
+
+// The fields with commas between them and a line feed behind.
+std::string CsvRow(const std::vector<std::string>& fields);
 
 }  // namespace harvane
 

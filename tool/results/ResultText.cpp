@@ -3,31 +3,23 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <map>
 #include <vector>
 
 #include "tool/results/ResultNames.h"
 #include "tool/results/ResultNumbers.h"
+#include "tool/results/TextTable.h"
 
 namespace harvane {
 namespace {
 
-constexpr std::size_t kColumns = 12;
-constexpr std::size_t kMeasuredColumns = 9;  // without what was done
-using Line = std::array<std::string, kColumns>;
+using Line = std::vector<std::string>;
 
-const Line kHeader = {"track",     "channels",       "format",        "pass", "integrated", "range",
-                      "true peak", "max short-term", "max momentary", "gain", "limiter",    "late"};
-const Line kUnits = {"", "", "", "", "LUFS", "LU", "dBTP", "LUFS", "LUFS", "dB", "", "frames"};
-
-// For a terminal: control characters become question marks.
-std::string OneLine(std::string text) {
-  constexpr unsigned char kDelete = 0x7f;
-  std::replace_if(
-      text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == kDelete; }, '?');
-  return text;
-}
+const Line kHeader = {"track", "channels",  "format",         "pass",         "integrated",
+                      "range", "true peak", "max short-term", "max momentary"};
+const Line kUnits = {"", "", "", "", "LUFS", "LU", "dBTP", "LUFS", "LUFS"};
+const Line kDoneHeader = {"gain", "limiter", "late"};
+const Line kDoneUnits = {"dB", "", "frames"};
 
 std::string Channels(const TrackResult& track) {
   return track.firstChannel == track.lastChannel
@@ -53,43 +45,32 @@ Line LineFor(std::size_t index, const TrackResult& track, const char* pass,
           Value(values.loudnessRange),
           Value(values.maxTruePeak),
           Value(values.maxShortTerm),
-          Value(values.maxMomentary),
-          "",
-          "",
-          ""};
+          Value(values.maxMomentary)};
 }
+
+void Append(const Line& more, Line* line) { line->insert(line->end(), more.begin(), more.end()); }
 
 void AddLines(std::size_t index, const TrackResult& track, std::vector<Line>* lines) {
   lines->push_back(LineFor(index, track, track.after ? "before" : "measured", track.before));
   if (track.after) {
     lines->push_back(LineFor(index, track, "after", *track.after));
-    Line& line = lines->back();
-    line[kMeasuredColumns] = track.gainDb ? ShortNumber(*track.gainDb) : "none";
-    line[kMeasuredColumns + 1] = track.isLimited ? "yes" : "no";
-    line[kMeasuredColumns + 2] = fmt::format("{}", track.delayFrames);
+    Append({track.gainDb ? ShortNumber(*track.gainDb) : "none", track.isLimited ? "yes" : "no",
+            fmt::format("{}", track.delayFrames)},
+           &lines->back());
   }
   if (track.crossCheck) lines->push_back(LineFor(index, track, "libebur128", *track.crossCheck));
 }
 
 std::string Table(const FileResult& file) {
   std::vector<Line> lines = {kHeader, kUnits};
+  // Nothing is decided where nothing is processed.
+  if (std::any_of(file.tracks.begin(), file.tracks.end(),
+                  [](const TrackResult& track) { return track.after.has_value(); })) {
+    Append(kDoneHeader, &lines[0]);
+    Append(kDoneUnits, &lines[1]);
+  }
   for (std::size_t t = 0; t < file.tracks.size(); ++t) AddLines(t, file.tracks[t], &lines);
-  const bool isProcessed =
-      std::any_of(file.tracks.begin(), file.tracks.end(),
-                  [](const TrackResult& track) { return track.after.has_value(); });
-  const std::size_t columns = isProcessed ? kColumns : kMeasuredColumns;
-  std::array<std::size_t, kColumns> widths{};
-  for (const Line& line : lines) {
-    for (std::size_t c = 0; c < columns; ++c) widths[c] = std::max(widths[c], line[c].size());
-  }
-  std::string text;
-  for (const Line& line : lines) {
-    std::string row;
-    for (std::size_t c = 0; c < columns; ++c) row += fmt::format("{:<{}}  ", line[c], widths[c]);
-    row.erase(row.find_last_not_of(' ') + 1);
-    text += row + "\n";
-  }
-  return text;
+  return TextTable(lines);
 }
 
 std::string RuleText(const RuleVerdict& rule) {
