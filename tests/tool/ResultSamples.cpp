@@ -176,6 +176,95 @@ FileResult AnyFile(Chance* chance) {
   return file;
 }
 
+// ---- every field ---------------------------------------------------------------------------
+// The bindings name all members of a record: a new one does not compile until it stands here too.
+
+class Listing {
+ public:
+  void Add(const std::string& value) { text += std::to_string(value.size()) + ":" + value + "\n"; }
+  void Add(bool value) { Add(std::string(value ? "true" : "false")); }
+  void Add(int value) { Add(std::to_string(value)); }
+  void Add(std::int64_t value) { Add(std::to_string(value)); }
+
+  void Add(double value) {
+    std::int64_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    Add(bits);
+  }
+
+  void Add(float value) {
+    std::int32_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    Add(int{bits});
+  }
+
+  template <class Value>
+  void Add(const std::optional<Value>& value) {
+    Add(value.has_value());
+    if (value) Add(*value);
+  }
+
+  template <class Value>
+  void Add(const std::vector<Value>& values) {
+    Add(static_cast<std::int64_t>(values.size()));
+    for (const Value& value : values) Add(value);
+  }
+
+  void Add(const harvane::PeakValue& peak) {
+    const auto& [value, seconds] = peak;
+    AddAll(value, seconds);
+  }
+
+  void Add(const TrackValues& values) {
+    const auto& [integrated, range, truePeak, shortTerm, momentary] = values;
+    AddAll(integrated, range, truePeak, shortTerm, momentary);
+  }
+
+  void Add(const LoudnessSeries& series) {
+    const auto& [momentaryStep, shortTermStep, momentary, shortTerm] = series;
+    AddAll(momentaryStep, shortTermStep, momentary, shortTerm);
+  }
+
+  void Add(const harvane::RuleVerdict& rule) {
+    const auto& [name, wanted, value, excess, verdict] = rule;
+    AddAll(name, wanted, value, excess, static_cast<int>(verdict));
+  }
+
+  void Add(const harvane::Convergence& convergence) {
+    const auto& [jobs, isReached, missedLu, loudness, maxTruePeak] = convergence;
+    AddAll(jobs, isReached, missedLu, loudness, maxTruePeak);
+  }
+
+  void Add(const TrackResult& track) {
+    const auto& [firstChannel, lastChannel, layout, action, before, after, gainDb, isLimited,
+                 delayFrames, convergence, crossCheck, verdicts, seriesBefore, seriesAfter] = track;
+    AddAll(firstChannel, lastChannel, layout, static_cast<int>(action), before, after, gainDb,
+           isLimited, delayFrames, convergence, crossCheck, verdicts, seriesBefore, seriesAfter);
+  }
+
+  void Add(const FileResult& file) {
+    const auto& [input, output, status, error, sampleRate, channels, frames, layout, reduction,
+                 notes, wallSeconds, tracks] = file;
+    AddAll(input, output, static_cast<int>(status), error, sampleRate, channels, frames, layout,
+           reduction, notes, wallSeconds, tracks);
+  }
+
+  void Add(const RunResult& run) {
+    const auto& [command, preset, version, targetLoudness, toleranceLu, maxTruePeak, files] = run;
+    AddAll(command, preset, version, targetLoudness, toleranceLu, maxTruePeak, files);
+  }
+
+  const std::string& Text() const { return text; }
+
+ private:
+  template <class... Values>
+  void AddAll(const Values&... values) {
+    (Add(values), ...);
+  }
+
+  std::string text;
+};
+
 }  // namespace
 
 LoudnessSeries WavySeries(double seconds, float middle) {
@@ -263,6 +352,12 @@ RunResult AnyRun(std::uint64_t seed) {
   run.maxTruePeak = chance.NumberOrNone();
   for (std::size_t n = chance.Below(4); n > 0; --n) run.files.push_back(AnyFile(&chance));
   return run;
+}
+
+std::string Everything(const RunResult& run) {
+  Listing listing;
+  listing.Add(run);
+  return listing.Text();
 }
 
 }  // namespace support

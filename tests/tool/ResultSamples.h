@@ -27,6 +27,9 @@ harvane::LoudnessSeries WavySeries(double seconds, float middle);
 // character, empty and full lists. File names may be no UTF-8.
 harvane::RunResult AnyRun(std::uint64_t seed);
 
+// Every field of a run, its numbers by their bits, as text: two runs are the same where these are.
+std::string Everything(const harvane::RunResult& run);
+
 }  // namespace support
 
 #endif  // HARVANE_TESTS_TOOL_RESULTSAMPLES_H

@@ -180,7 +180,7 @@ std::string Counts(const RunResult& run) {
 std::string Loudnesses(const FileResult& file, bool isAfter) {
   std::string html;
   for (const TrackResult& track : file.tracks) {
-    if (!html.empty()) html += "<br>";
+    if (!html.empty()) html += "<br/>";
     if (isAfter && !track.after) {
       html += kDash;
       continue;
@@ -195,7 +195,7 @@ std::string Peaks(const FileResult& file) {
   std::string html;
   for (const TrackResult& track : file.tracks) {
     const std::optional<PeakValue>& peak = LastValues(track).maxTruePeak;
-    if (!html.empty()) html += "<br>";
+    if (!html.empty()) html += "<br/>";
     html += peak ? HtmlNumber(peak->value, 1) : kDash;
   }
   return html;
@@ -463,10 +463,10 @@ std::string Title(const RunResult& run) {
 std::string ReportPage(const RunResult& run) {
   const std::vector<RankedFile> files = WorstFirst(run);
   std::string html =
-      "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+      "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\"/>\n"
       "<meta http-equiv=\"Content-Security-Policy\" "
-      "content=\"default-src 'none'; style-src 'unsafe-inline'\">\n"
-      "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n";
+      "content=\"default-src 'none'; style-src 'unsafe-inline'\"/>\n"
+      "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\"/>\n";
   html += "<title>Loudness: " + Title(run) + "</title>\n<style>" + kReportStyle +
           "</style>\n</head>\n<body>\n<header>\n<h1>Loudness report</h1>\n";
   const std::string aim = AimText(run);

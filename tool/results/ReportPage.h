@@ -12,6 +12,7 @@ namespace harvane {
 // over time before above after, with the target, its tolerance and the maxima. For screens and for
 // paper (A4).
 //
+// Markup     HTML that is well-formed XML too. All texts are escaped.
 // Size       a picture has at most two points per column of its width, so a day takes no more room
 //            than a minute.
 // Order      by what became of a file (crashed, timed out, refused, failed, interrupted, done),

@@ -5,12 +5,16 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 
 namespace harvane {
 
 std::string ShortNumber(double value) {
-  const auto single = static_cast<float>(value);
-  return single == value ? fmt::format("{}", single) : fmt::format("{}", value);
+  if (std::abs(value) <= std::numeric_limits<float>::max()) {
+    const auto single = static_cast<float>(value);
+    if (single == value) return fmt::format("{}", single);
+  }
+  return fmt::format("{}", value);
 }
 
 double ShortestDouble(float value) {
