@@ -10,7 +10,7 @@ namespace {
 TEST(ResultCsv, HeaderNamesEveryColumn) {
   EXPECT_EQ(CsvHeader(),
             "input,output,status,error,sample_rate,channels,frames,track,first_channel,"
-            "last_channel,layout,action,"
+            "last_channel,channel_order,layout,action,"
             "before_integrated_lufs,before_range_lu,before_true_peak_dbtp,"
             "before_true_peak_seconds,before_max_short_term_lufs,before_max_short_term_seconds,"
             "before_max_momentary_lufs,before_max_momentary_seconds,"
@@ -28,14 +28,14 @@ TEST(ResultCsv, HeaderNamesEveryColumn) {
 TEST(ResultCsv, TrackIsARow) {
   EXPECT_EQ(CsvRows(support::FullFile()),
             "\"in/Café <1>, \"\"final\"\".wav\",\"out/Café <1>, \"\"final\"\".wav\",done,,48000,3,"
-            "1200000,1,1,2,stereo,processed,"
+            "1200000,1,1,2,,stereo,processed,"
             "-18.25,6.5,0.5,12.125,-14.75,12,-11.5,11.5,"
             "-23.75,6.25,-1.5,12.125,-19.5,12,-16.25,11.5,"
             "-23.742188,6.25,-1.5,12.125,-19.5,12,-16.25,11.5,"
             "-4.75,yes,95,3,no,0.75,fail,integratedLoudness fail by 0.25; maxTruePeak pass,"
             "24 bits cut to 16,track 1 comes out 95 frames (1.979 ms) late,0.5\n"
             "\"in/Café <1>, \"\"final\"\".wav\",\"out/Café <1>, \"\"final\"\".wav\",done,,48000,3,"
-            "1200000,2,3,3,mono,keptQuiet,,,,,,,,,,,,,,,,,,,,,,,,,,no,0,,,,notMeasured,"
+            "1200000,2,3,3,,mono,keptQuiet,,,,,,,,,,,,,,,,,,,,,,,,,,no,0,,,,notMeasured,"
             "integratedLoudness notMeasured,"
             "24 bits cut to 16,track 1 comes out 95 frames (1.979 ms) late,0.5\n");
 }

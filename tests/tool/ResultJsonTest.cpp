@@ -47,7 +47,7 @@ FileResult PlainFile() {
 constexpr const char* kPlainLine =
     R"({"input":"a.wav","output":"","status":"done","error":"","sampleRate":0,"channels":0,)"
     R"("frames":0,"layout":"","reduction":"","notes":[],"wallSeconds":0.0,"verdict":null,)"
-    R"("tracks":[{"firstChannel":1,"lastChannel":1,"layout":"","action":"measured",)"
+    R"("tracks":[{"firstChannel":1,"lastChannel":1,"channelOrder":[],"layout":"","action":"measured",)"
     R"("before":{"integratedLoudness":null,"loudnessRange":null,"maxTruePeak":null,)"
     R"("maxShortTerm":null,"maxMomentary":null},"after":null,"gainDb":null,"limited":false,)"
     R"("delayFrames":0,"convergence":null,"crossCheck":null,"verdicts":[],"seriesBefore":null,)"

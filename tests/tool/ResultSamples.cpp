@@ -138,6 +138,9 @@ TrackResult AnyTrack(Chance* chance) {
   TrackResult track;
   track.firstChannel = chance->Whole<int>();
   track.lastChannel = chance->Whole<int>();
+  for (std::size_t n = chance->Below(3); n > 0; --n) {
+    track.channelOrder.push_back(1 + static_cast<int>(chance->Below(64)));
+  }
   track.layout = chance->Text();
   track.action = static_cast<harvane::TrackAction>(chance->Below(5));
   track.before = AnyValues(chance);
@@ -236,10 +239,12 @@ class Listing {
   }
 
   void Add(const TrackResult& track) {
-    const auto& [firstChannel, lastChannel, layout, action, before, after, gainDb, isLimited,
-                 delayFrames, convergence, crossCheck, verdicts, seriesBefore, seriesAfter] = track;
-    AddAll(firstChannel, lastChannel, layout, static_cast<int>(action), before, after, gainDb,
-           isLimited, delayFrames, convergence, crossCheck, verdicts, seriesBefore, seriesAfter);
+    const auto& [firstChannel, lastChannel, channelOrder, layout, action, before, after, gainDb,
+                 isLimited, delayFrames, convergence, crossCheck, verdicts, seriesBefore,
+                 seriesAfter] = track;
+    AddAll(firstChannel, lastChannel, channelOrder, layout, static_cast<int>(action), before, after,
+           gainDb, isLimited, delayFrames, convergence, crossCheck, verdicts, seriesBefore,
+           seriesAfter);
   }
 
   void Add(const FileResult& file) {

@@ -352,8 +352,8 @@ std::string ConvergenceLine(const Convergence& convergence) {
 }
 
 std::string Channels(const TrackResult& track) {
-  if (track.firstChannel == track.lastChannel) return fmt::format("channel {}", track.firstChannel);
-  return fmt::format("channels {}\u2013{}", track.firstChannel, track.lastChannel);
+  const bool isOne = track.channelOrder.empty() && track.firstChannel == track.lastChannel;
+  return (isOne ? "channel " : "channels ") + ChannelsOf(track, kDash);
 }
 
 std::string Legend(const PictureTarget& target) {

@@ -17,8 +17,8 @@ using Fields = std::vector<std::string>;
 
 const std::initializer_list<const char*> kFileColumns = {
     "input", "output", "status", "error", "sample_rate", "channels", "frames"};
-const std::initializer_list<const char*> kTrackColumns = {"track", "first_channel", "last_channel",
-                                                          "layout", "action"};
+const std::initializer_list<const char*> kTrackColumns = {
+    "track", "first_channel", "last_channel", "channel_order", "layout", "action"};
 const std::initializer_list<const char*> kDoneColumns = {"gain_db",
                                                          "limited",
                                                          "delay_frames",
@@ -78,9 +78,11 @@ Fields FileFields(const FileResult& file) {
 }
 
 void AddTrack(std::size_t index, const TrackResult& track, Fields* fields) {
-  fields->insert(fields->end(),
-                 {fmt::format("{}", index + 1), fmt::format("{}", track.firstChannel),
-                  fmt::format("{}", track.lastChannel), track.layout, NameOf(track.action)});
+  fields->insert(
+      fields->end(),
+      {fmt::format("{}", index + 1), fmt::format("{}", track.firstChannel),
+       fmt::format("{}", track.lastChannel), fmt::format("{}", fmt::join(track.channelOrder, " ")),
+       track.layout, NameOf(track.action)});
   AddValues(track.before, fields);
   AddValues(track.after, fields);
   AddValues(track.crossCheck, fields);

@@ -87,6 +87,7 @@ Json ListOf(const std::vector<Record>& records) {
 Json JsonOf(const TrackResult& track) {
   return {{"firstChannel", track.firstChannel},
           {"lastChannel", track.lastChannel},
+          {"channelOrder", track.channelOrder},
           {"layout", track.layout},
           {"action", NameOf(track.action)},
           {"before", JsonOf(track.before)},
@@ -328,6 +329,13 @@ void Read(const Object& object, RuleVerdict* rule) {
 void Read(const Object& object, TrackResult* track) {
   track->firstChannel = object.Whole<int>("firstChannel");
   track->lastChannel = object.Whole<int>("lastChannel");
+  for (const Json& channel : object.List("channelOrder")) {
+    if (!channel.is_number_integer() || channel.get<std::int64_t>() < 1 ||
+        channel.get<std::int64_t>() > std::numeric_limits<int>::max()) {
+      object.Refuse("channelOrder", "list of channels");
+    }
+    track->channelOrder.push_back(channel.get<int>());
+  }
   track->layout = object.Text("layout");
   track->action = object.Named<TrackAction>("action");
   track->before = RecordAt<TrackValues>(object, "before");

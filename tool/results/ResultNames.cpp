@@ -1,5 +1,7 @@
 #include "tool/results/ResultNames.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -38,6 +40,12 @@ const char* NameOf(Verdict verdict) { return kVerdicts.at(static_cast<std::size_
 bool FromName(std::string_view name, FileStatus* status) { return Find(kStatuses, name, status); }
 bool FromName(std::string_view name, TrackAction* action) { return Find(kActions, name, action); }
 bool FromName(std::string_view name, Verdict* verdict) { return Find(kVerdicts, name, verdict); }
+
+std::string ChannelsOf(const TrackResult& track, const char* dash) {
+  if (!track.channelOrder.empty()) return fmt::format("{}", fmt::join(track.channelOrder, ","));
+  if (track.firstChannel == track.lastChannel) return fmt::format("{}", track.firstChannel);
+  return fmt::format("{}{}{}", track.firstChannel, dash, track.lastChannel);
+}
 
 bool HasVerdicts(const TrackResult& track) { return !track.verdicts.empty(); }
 

@@ -1,6 +1,7 @@
 #ifndef HARVANE_TOOL_RESULTS_RESULTNAMES_H
 #define HARVANE_TOOL_RESULTS_RESULTNAMES_H
 
+#include <string>
 #include <string_view>
 
 #include "tool/FileResult.h"
@@ -17,6 +18,9 @@ const char* NameOf(Verdict verdict);
 bool FromName(std::string_view name, FileStatus* status);
 bool FromName(std::string_view name, TrackAction* action);
 bool FromName(std::string_view name, Verdict* verdict);
+
+// "3", "1-2", "1,3,2": the channels of a track. `dash` stands between the ends.
+std::string ChannelsOf(const TrackResult& track, const char* dash = "-");
 
 // True where any rule was judged.
 bool HasVerdicts(const TrackResult& track);

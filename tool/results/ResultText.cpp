@@ -21,12 +21,6 @@ const Line kUnits = {"", "", "", "", "LUFS", "LU", "dBTP", "LUFS", "LUFS"};
 const Line kDoneHeader = {"gain", "limiter", "late"};
 const Line kDoneUnits = {"dB", "", "frames"};
 
-std::string Channels(const TrackResult& track) {
-  return track.firstChannel == track.lastChannel
-             ? fmt::format("{}", track.firstChannel)
-             : fmt::format("{}-{}", track.firstChannel, track.lastChannel);
-}
-
 std::string Value(const std::optional<double>& value) {
   return value ? ShortNumber(*value) : "not measured";
 }
@@ -38,7 +32,7 @@ std::string Value(const std::optional<PeakValue>& peak) {
 Line LineFor(std::size_t index, const TrackResult& track, const char* pass,
              const TrackValues& values) {
   return {fmt::format("{}", index + 1),
-          Channels(track),
+          ChannelsOf(track),
           track.layout,
           pass,
           Value(values.integratedLoudness),
