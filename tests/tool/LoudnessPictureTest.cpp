@@ -17,10 +17,10 @@ std::string Picture(const LoudnessSeries& series, const TrackValues& values = {}
 
 // What the curve's path says; empty if there is none.
 std::string PathOf(const std::string& picture, const std::string& style) {
-  const std::string start = "<path class=\"" + style + "\" d=\"";
-  const std::size_t place = picture.find(start);
+  const std::size_t place = picture.find("<path class=\"" + style);
   if (place == std::string::npos) return "";
-  const std::size_t first = place + start.size();
+  const std::string start = " d=\"";
+  const std::size_t first = picture.find(start, place) + start.size();
   return picture.substr(first, picture.find('"', first) - first);
 }
 

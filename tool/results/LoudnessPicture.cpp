@@ -24,6 +24,9 @@ constexpr double kTop = 42;
 constexpr double kBottom = 196;
 constexpr std::size_t kColumns = 640;  // from kLeft to kRight
 
+// More values than this in a column fill areas rather than draw a line.
+constexpr std::size_t kDense = 6;
+
 constexpr double kGrid = 6.0;  // LU
 
 double X(const PictureScale& scale, double seconds) {
@@ -93,7 +96,8 @@ std::string PathOf(const LoudnessCurve& curve, const PictureScale& scale) {
 
 std::string CurveSvg(const LoudnessCurve& curve, const PictureScale& scale, const char* style) {
   const std::string path = PathOf(curve, scale);
-  return path.empty() ? "" : fmt::format("<path class=\"{}\" d=\"{}\"/>\n", style, path);
+  const char* const density = curve.values.size() > kDense * kColumns ? " dense" : "";
+  return path.empty() ? "" : fmt::format("<path class=\"{}{}\" d=\"{}\"/>\n", style, density, path);
 }
 
 // ---- axes ----------------------------------------------------------------------------------
@@ -153,17 +157,23 @@ std::string TimeAxis(const PictureScale& scale) {
   return svg + LineSvg(kLeft, kBottom, kRight, kBottom, "axis");
 }
 
-std::string TargetSvg(const PictureScale& scale, const PictureTarget& target) {
+std::string ToleranceSvg(const PictureScale& scale, const PictureTarget& target) {
   if (!target.loudness) return "";
   std::string svg;
-  const double y = Y(scale, *target.loudness);
   if (target.tolerance) {
     const double top = Y(scale, *target.loudness + *target.tolerance);
     const double bottom = Y(scale, *target.loudness - *target.tolerance);
     svg += fmt::format("<rect x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\" class=\"tolerance\"/>\n",
                        Place(kLeft), Place(top), Place(kRight - kLeft), Place(bottom - top));
   }
-  return svg + LineSvg(kLeft, y, kRight, y, "target");
+  return svg;
+}
+
+// Over the curves, which fill the picture of a long programme.
+std::string TargetLine(const PictureScale& scale, const PictureTarget& target) {
+  if (!target.loudness) return "";
+  const double y = Y(scale, *target.loudness);
+  return LineSvg(kLeft, y, kRight, y, "casing") + LineSvg(kLeft, y, kRight, y, "target");
 }
 
 // Target and integrated loudness beside the right edge, moved apart where they would meet.
@@ -332,9 +342,10 @@ std::string LoudnessPicture(const LoudnessSeries& series, const TrackValues& val
                             const std::string& title) {
   std::string svg = fmt::format("<svg viewBox=\"0 0 {} {}\" role=\"img\" aria-label=\"{}\">\n",
                                 kWidth, kHeight, HtmlText(title));
-  svg += LoudnessAxis(scale) + TargetSvg(scale, target) + TimeAxis(scale);
+  svg += LoudnessAxis(scale) + ToleranceSvg(scale, target) + TimeAxis(scale);
   svg += CurveSvg(MomentaryCurve(series), scale, "momentary");
   svg += CurveSvg(ShortTermCurve(series), scale, "short-term");
+  svg += TargetLine(scale, target);
   svg += EdgeSvg(scale, target, values) + MarksSvg(values, scale);
   return svg + "</svg>\n";
 }
