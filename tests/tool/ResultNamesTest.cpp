@@ -54,5 +54,13 @@ TEST(ResultNames, ChannelsAreARangeOrAList) {
   EXPECT_EQ(ChannelsOf(track), "4,9,3");
 }
 
+TEST(ResultNames, ReductionThatANoteTellsIsNotToldTwice) {
+  FileResult file;
+  file.reduction = "24 bits cut to 16";
+  EXPECT_EQ(UnnotedReduction(file), "24 bits cut to 16");
+  file.notes = {"late", "note: 24 bits cut to 16"};
+  EXPECT_EQ(UnnotedReduction(file), "");
+}
+
 }  // namespace
 }  // namespace harvane

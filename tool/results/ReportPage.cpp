@@ -419,7 +419,8 @@ std::string FactsText(const FileResult& file) {
         Counted(static_cast<std::size_t>(std::max(file.channels, 0)), "channel", "channels"));
   }
   if (!file.layout.empty()) parts.push_back("layout " + HtmlText(file.layout));
-  if (!file.reduction.empty()) parts.push_back(HtmlText(file.reduction));
+  const std::string reduction = UnnotedReduction(file);
+  if (!reduction.empty()) parts.push_back(HtmlText(reduction));
   return Joined(parts);
 }
 

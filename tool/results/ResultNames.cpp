@@ -47,6 +47,13 @@ std::string ChannelsOf(const TrackResult& track, const char* dash) {
   return fmt::format("{}{}{}", track.firstChannel, dash, track.lastChannel);
 }
 
+std::string UnnotedReduction(const FileResult& file) {
+  const bool isNoted = std::any_of(file.notes.begin(), file.notes.end(), [&](const auto& note) {
+    return note.find(file.reduction) != std::string::npos;
+  });
+  return isNoted ? "" : file.reduction;
+}
+
 bool HasVerdicts(const TrackResult& track) { return !track.verdicts.empty(); }
 
 bool HasVerdicts(const FileResult& file) {

@@ -22,6 +22,9 @@ bool FromName(std::string_view name, Verdict* verdict);
 // "3", "1-2", "1,3,2": the channels of a track. `dash` stands between the ends.
 std::string ChannelsOf(const TrackResult& track, const char* dash = "-");
 
+// How samples became 16 bits, where no note says so already; else empty.
+std::string UnnotedReduction(const FileResult& file);
+
 // True where any rule was judged.
 bool HasVerdicts(const TrackResult& track);
 bool HasVerdicts(const FileResult& file);

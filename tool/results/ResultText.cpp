@@ -142,7 +142,8 @@ std::string FileText(const FileResult& file) {
   if (!file.error.empty()) text += OneLine(file.error) + "\n";
   if (!file.tracks.empty()) text += Table(file);
   for (std::size_t t = 0; t < file.tracks.size(); ++t) text += TrackText(t, file.tracks[t]);
-  if (!file.reduction.empty()) text += OneLine(file.reduction) + "\n";
+  const std::string reduction = UnnotedReduction(file);
+  if (!reduction.empty()) text += OneLine(reduction) + "\n";
   for (const std::string& note : file.notes) text += OneLine(note) + "\n";
   return text + "\n";
 }
