@@ -10,7 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <string_view>
 
-#include "tool/results/ResultText.h"
+#include "tool/results/ResultNames.h"
 
 namespace harvane {
 namespace {
