@@ -134,7 +134,7 @@ int RunCommand(AudioRunOptions* options, bool isWorker) {
   if (isWorker) {
     const bool isShown = !options->reportFile.empty() || !options->seriesFile.empty();
     job.hasSeries = job.hasSeries || isShown;
-    ServeAudioJobs(job);
+    ServeAudioJobs(*options);
     return kExitDone;
   }
   try {

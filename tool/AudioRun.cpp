@@ -333,15 +333,20 @@ class AudioRun {
     ends[index] = file;
     if (IsFailure(file.status)) {
       Complain(file.input + ": " + file.error);
-    } else if (format != ResultFormat::kText) {
+    } else {
       for (const std::string& note : file.notes) Complain(file.input + ": " + note);
     }
     stream.Give(index, Shown(file));
     progress.End(index, file);
   }
 
-  // Series are shown where they were asked for, not where only the report needs them.
+  // Series are shown where they were asked for, not where only the report needs them; notes, which
+  // go to standard error as well, not twice at a terminal.
   FileResult Shown(FileResult file) const {
+    if (format == ResultFormat::kText && options.resultsFile.empty()) {
+      file.notes.clear();
+      file.reduction.clear();
+    }
     if (options.job.hasSeries) return file;
     for (TrackResult& track : file.tracks) {
       track.seriesBefore.reset();
@@ -350,7 +355,6 @@ class AudioRun {
     return file;
   }
   RunResult Shown(RunResult run) const {
-    if (options.job.hasSeries) return run;
     for (FileResult& file : run.files) file = Shown(std::move(file));
     return run;
   }
@@ -418,11 +422,11 @@ class AudioRun {
 
 // ---- the worker's side
 
-FileResult DoFile(const JobOptions& options, const std::string& job, const TellNews& tell) {
+FileResult DoFile(const AudioRunOptions& options, const std::string& job, const TellNews& tell) {
   FileResult file;
   try {
     file = FileResultFromJson(job);
-    if (!file.output.empty()) MakeFolderFor(file.output);
+    if (!options.files.outputFolder.empty()) MakeFolderFor(file.output);
     auto next = std::chrono::steady_clock::now();
     const ProgressSink sink = [&](const JobProgress& news) {
       const auto now = std::chrono::steady_clock::now();
@@ -435,12 +439,12 @@ FileResult DoFile(const JobOptions& options, const std::string& job, const TellN
                .dump());
       return true;
     };
-    file = RunFileJob(options, file.input, file.output, &sink);
+    file = RunFileJob(options.job, file.input, file.output, &sink);
   } catch (const std::exception& failure) {
     file.status = FileStatus::kFailed;
     file.error = failure.what();
   }
-  if (options.module.empty()) {
+  if (options.job.module.empty()) {
     const LogTurn turn;
     WriteWaitingLogRows();
   }
@@ -451,7 +455,7 @@ FileResult DoFile(const JobOptions& options, const std::string& job, const TellN
 
 int RunAudioFiles(const AudioRunOptions& options) { return AudioRun(options).Run(); }
 
-void ServeAudioJobs(const JobOptions& options) {
+void ServeAudioJobs(const AudioRunOptions& options) {
   ServeJobs([&](const std::string& job, const TellNews& tell) {
     std::string answer = ToJsonLine(DoFile(options, job, tell));
     answer.pop_back();

@@ -42,7 +42,7 @@ struct AudioRunOptions {
 int RunAudioFiles(const AudioRunOptions& options);
 
 // A worker's side of it. Returns when there is no more to do.
-void ServeAudioJobs(const JobOptions& options);
+void ServeAudioJobs(const AudioRunOptions& options);
 
 }  // namespace harvane
 

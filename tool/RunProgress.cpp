@@ -61,8 +61,9 @@ std::optional<double> SecondsLeft(const RunState& state) {
 }
 
 std::string ProgressLine(const RunState& state, int columns) {
-  const std::string label =
-      state.files == 1 ? state.step : fmt::format("{}/{} files", state.filesDone, state.files);
+  const std::string label = state.files == 1 && !state.step.empty()
+                                ? state.step
+                                : fmt::format("{}/{} files", state.filesDone, state.files);
   std::string tail = fmt::format("{:3.0f} %", std::floor(state.part * 100.0));
   if (const auto speed = SpeedOf(state)) tail += fmt::format("  {:.0f} x real time", *speed);
   if (const auto left = SecondsLeft(state)) tail += fmt::format("  {} left", Clock(*left));
@@ -106,6 +107,7 @@ RunProgress::~RunProgress() { Clear(); }
 
 void RunProgress::Note(std::size_t file, const JobProgress& progress) {
   Running& one = running[file];
+  if (ended.files == 1 && ended.step != progress.step) next = Clock::now();
   ended.step = progress.step;
   if (progress.allFrames <= 0 || progress.sampleRate <= 0) return;
   one.audioSeconds = static_cast<double>(progress.allFrames) / progress.sampleRate;

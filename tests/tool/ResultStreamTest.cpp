@@ -84,7 +84,10 @@ TEST(ResultStream, ColoursAreForVerdictsAndFailures) {
   EXPECT_EQ(Coloured("x.wav: failed\n"), "\033[31mx.wav: failed\033[0m\n");
   EXPECT_EQ(Coloured("track 1  pass  integratedLoudness -23, wanted -23\n"),
             "\033[32mtrack 1  pass  integratedLoudness -23, wanted -23\033[0m\n");
-  EXPECT_EQ(Coloured("plain\n\n"), "plain\n\n");
+  EXPECT_EQ(Coloured("track 2  FAIL  maxTruePeak 0.5, wanted -1\n"),
+            "\033[31mtrack 2  FAIL  maxTruePeak 0.5, wanted -1\033[0m\n");
+  const std::string header = "track  channels  format  pass  integrated\n\n";
+  EXPECT_EQ(Coloured(header), header);
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include <csignal>
 #include <filesystem>
 #include <map>
+#include <set>
 #include <thread>
 
 #include "tests/host/cli/CliSupport.h"
@@ -59,6 +60,7 @@ class KilledRuns : public testing::Test {
             place.FileIn(input),
             "-o",
             place.FileIn("out-" + input),
+            "--overwrite",
             "-L",
             home.Text()};
   }
@@ -169,30 +171,50 @@ bool IsAtFolderCall(pid_t process) {
 
 class KilledRunsByCall : public KilledRuns {
  protected:
-  // Runs the program on a.wav up to the main thread's `n`-th such call, counted from 0, and kills
-  // it there. False where it came to its end before.
+  // Runs the program on a.wav up to the `n`-th such call, counted from 0, of its main thread or its
+  // worker's, and kills both there. False where it came to its end before.
   bool RunUpToCall(int n) const {
-    const pid_t process = fork();
-    if (process == 0) RunTraced();
+    const pid_t program = fork();
+    if (program == 0) RunTraced();
     int status = 0;
-    waitpid(process, &status, 0);
+    waitpid(program, &status, 0);
     EXPECT_TRUE(WIFSTOPPED(status)) << "the process cannot be traced";
-    ptrace(PTRACE_SETOPTIONS, process, nullptr, PTRACE_O_TRACESYSGOOD);
-    int signal = 0;
-    for (int calls = 0;;) {
-      ptrace(PTRACE_SYSCALL, process, nullptr, signal);
-      if (waitpid(process, &status, 0) != process || !WIFSTOPPED(status)) return false;
+    ptrace(PTRACE_SETOPTIONS, program, nullptr,
+           PTRACE_O_TRACESYSGOOD | PTRACE_O_TRACEFORK | PTRACE_O_TRACEVFORK | PTRACE_O_EXITKILL);
+    ptrace(PTRACE_SYSCALL, program, nullptr, 0);
+    std::set<pid_t> processes = {program};
+    int calls = 0;
+    while (processes.count(program) > 0) {
+      const pid_t process = waitpid(-1, &status, __WALL);
+      if (process < 0) return false;
+      if (!WIFSTOPPED(status)) {
+        processes.erase(process);
+        continue;
+      }
+      const bool isNew = processes.insert(process).second;
       const bool isCall = WSTOPSIG(status) == (SIGTRAP | 0x80);
-      // The trap of a new program is the tracer's alone.
-      signal = isCall || WSTOPSIG(status) == SIGTRAP ? 0 : WSTOPSIG(status);
-      if (!isCall || !IsAtFolderCall(process) || calls++ != n) continue;
-      kill(process, SIGKILL);
-      waitpid(process, &status, 0);
-      return true;
+      if (isCall && IsAtFolderCall(process) && calls++ == n) {
+        KillAll(processes);
+        return true;
+      }
+      // The trap of a new program or process is the tracer's alone.
+      const bool isOurs = isCall || isNew || WSTOPSIG(status) == SIGTRAP;
+      ptrace(PTRACE_SYSCALL, process, nullptr, isOurs ? 0 : WSTOPSIG(status));
     }
+    KillAll(processes);
+    return false;
   }
 
  private:
+  static void KillAll(const std::set<pid_t>& processes) {
+    for (const pid_t process : processes) kill(process, SIGKILL);
+    for (const pid_t process : processes) {
+      int status = 0;
+      while (waitpid(process, &status, __WALL) == process && WIFSTOPPED(status)) {
+      }
+    }
+  }
+
   [[noreturn]] void RunTraced() const {
     // A tracer has the place of the one that looks for leaks.
     setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
