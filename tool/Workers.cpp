@@ -372,6 +372,9 @@ class WorkerRun {
     if (!worker->job) return;
     if (worker->wantedEnd) {
       End(worker, *worker->wantedEnd, reason);
+    } else if (interruption->HasCome()) {
+      // Who ended the program ended its workers as well: a cluster, or the shutdown of a machine.
+      End(worker, JobEnd::Kind::kInterrupted, reason);
     } else if (!worker->hasBegun && returns[*worker->job]++ < kMostReturns) {
       waiting.push_front(*worker->job);
       worker->job.reset();

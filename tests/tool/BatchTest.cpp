@@ -327,6 +327,14 @@ TEST_F(Batch, AMissingFileOfResultsIsTheBeginning) {
   EXPECT_EQ(Statuses(JsonIn("run.json")).at("a.wav"), "done");
 }
 
+TEST_F(Batch, AListOnStandardInputIsReadOnce) {
+  Make({"a.wav", "b.wav", "c.wav"});
+  const RunResult run =
+      place.Run("measure --files-from - -j 2 -f json", "printf 'a.wav\\nb.wav\\nc.wav\\n' |");
+  EXPECT_EQ(run.code, 0) << run.err;
+  EXPECT_EQ(Statuses(Json::parse(run.out)).size(), 3U);
+}
+
 TEST_F(Batch, ShardsTogetherDoEveryFileOnce) {
   Make({"a.wav", "b.wav", "c.wav", "d.wav", "e.wav"});
   std::multiset<std::string> all;

@@ -154,6 +154,12 @@ TEST_F(Workers, AnInterruptionEndsWhatRunsAndBeginsNothingMore) {
   EXPECT_LT(outcome.ends.at(2).seconds, 20.0);
 }
 
+TEST_F(Workers, AWorkerThatIsEndedTogetherWithTheProgramDidNotCrash) {
+  onStart = [](std::size_t /*job*/) { raise(SIGTERM); };
+  const Outcome outcome = Run({"signal 15"});
+  EXPECT_EQ(outcome.ends.at(0).kind, Kind::kInterrupted);
+}
+
 TEST_F(Workers, NoDescriptorIsLeftOpen) {
   const int before = dup(0);
   close(before);
