@@ -16,6 +16,8 @@ using Run = std::function<int()>;
 // command line calls one of them, its callback sets `*run`. `run` must outlive `app`.
 void AddLogCommand(CLI::App* app, Run* run);
 void AddMergeCommand(CLI::App* app, Run* run);
+void AddInfoCommands(CLI::App* app, Run* run);     // info, scheme, params
+void AddValidateCommand(CLI::App* app, Run* run);  // validate
 
 }  // namespace harvane
 

@@ -40,6 +40,8 @@ void FillStandardStreams() {
 void AddOtherCommands(CLI::App* app, harvane::Run* run) {
   harvane::AddLogCommand(app, run);
   harvane::AddMergeCommand(app, run);
+  harvane::AddInfoCommands(app, run);
+  harvane::AddValidateCommand(app, run);
 }
 
 }  // namespace
