@@ -177,7 +177,7 @@ void PrintSchemeTable(const std::string& scheme) {
       xmlNode* const label =
           parameter->type == XML_ELEMENT_NODE ? ChildOf(parameter, "label") : nullptr;
       if (label == nullptr) continue;
-      fmt::print("{:<32} {:<7} {:<6} {:<31} {}\n",
+      fmt::print("{:<32} {:<7} {:<7} {:<31} {}\n",
                  AttributeOf(group, "name") + "/" + AttributeOf(parameter, "name"),
                  reinterpret_cast<const char*>(parameter->name), DefaultOf(parameter),
                  Trimmed(TextOf(label)), ValuesOf(parameter));
@@ -192,7 +192,7 @@ int PrintScheme(const std::string& module, const std::string& format) {
       std::fwrite(description.scheme.data(), 1, description.scheme.size(), stdout);
       return;
     }
-    fmt::print("{:<32} {:<7} {:<6} {:<31} {}\n", "path", "kind", "default", "label", "values");
+    fmt::print("{:<32} {:<7} {:<7} {:<31} {}\n", "path", "kind", "default", "label", "values");
     PrintSchemeTable(description.scheme);
   });
 }
@@ -228,6 +228,18 @@ std::string CheckLayout(const std::string& text) {
   }
 }
 
+// For numbers from `low` to `high`; neither takes what is not a number.
+CLI::Validator Between(double low, double high) {
+  return CLI::Validator(
+      [low, high](const std::string& text) {
+        double number = 0.0;
+        const bool isNumber = CLI::detail::lexical_cast(text, number);
+        if (isNumber && number >= low && number <= high) return std::string();
+        return fmt::format("{} is no number from {} to {}", text, low, high);
+      },
+      "");
+}
+
 struct ParamsOptions {
   JobParameters parameters;
   std::string layout;
@@ -254,7 +266,7 @@ void AddTargetOptions(CLI::App* command, JobParameters* parameters) {
   const auto level = [&](const char* names, double* value, double low, double high,
                          const std::string& what, const char* unit) {
     command->add_option(names, *value, fmt::format("{}, {} to {}", what, low, high))
-        ->check(CLI::Range(low, high).description(""))
+        ->check(Between(low, high))
         ->type_name(unit)
         ->default_str(fmt::format("{}", *value));
   };

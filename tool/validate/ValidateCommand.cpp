@@ -42,6 +42,7 @@ struct ValidateOptions {
   bool isList = false;
   std::string format = "text";
   std::string junit;
+  int timeoutSeconds = 0;  // 0: the tests' own limits
 };
 
 std::vector<ValidationTest> PlanOf(const ValidateOptions& options) {
@@ -90,14 +91,19 @@ std::string HowItEnded(const ProbeEnd& end, int limitSeconds) {
   return text;
 }
 
-TestOutcome RunOne(const ModuleProber& prober, const ValidationTest& test, std::uint64_t seed) {
+TestOutcome RunOne(const ModuleProber& prober, const ValidationTest& test,
+                   const ValidateOptions& options) {
+  const int limitSeconds = options.timeoutSeconds > 0
+                               ? std::min(options.timeoutSeconds, test.limitSeconds)
+                               : test.limitSeconds;
   const ProbeFolder folder;
   const std::string work = folder.Path() + "/work";
   const std::string report = folder.Path() + "/report";
   std::filesystem::create_directory(work);
-  const ProbeEnd end = prober.Run({"test", prober.Module(), test.name, std::to_string(seed),
-                                   prober.PathFor(work), prober.PathFor(report)},
-                                  folder.Path(), test.limitSeconds);
+  const ProbeEnd end =
+      prober.Run({"test", prober.Module(), test.name, std::to_string(options.settings.seed),
+                  prober.PathFor(work), prober.PathFor(report)},
+                 folder.Path(), limitSeconds);
   const Reported reported = ReadReport(report);
   TestOutcome outcome = {test.name, test.level, TestResult::kPassed, end.seconds,
                          reported.failures};
@@ -108,7 +114,7 @@ TestOutcome RunOne(const ModuleProber& prober, const ValidationTest& test, std::
     if (!outcome.reasons.empty()) outcome.result = TestResult::kFailed;
   } else if (reported.death.empty() || end.isTimedOut || IsStrayAccess(end, prober.IsWindows())) {
     outcome.result = TestResult::kCrashed;
-    outcome.reasons.push_back(HowItEnded(end, test.limitSeconds));
+    outcome.reasons.push_back(HowItEnded(end, limitSeconds));
   } else if (!outcome.reasons.empty()) {
     outcome.result = TestResult::kFailed;
   }
@@ -126,7 +132,7 @@ ModuleOutcome Validate(const std::string& module, const std::vector<ValidationTe
     const ModuleProber prober(module);
     outcome.isWindows = prober.IsWindows();
     for (const ValidationTest& test : plan) {
-      outcome.tests.push_back(RunOne(prober, test, options.settings.seed));
+      outcome.tests.push_back(RunOne(prober, test, options));
       if (isText) {
         fmt::print("{}", TextOf(outcome.tests.back()));
         std::fflush(stdout);
@@ -196,6 +202,11 @@ void AddValidateCommand(CLI::App* app, Run* run) {
       ->check(CLI::IsMember({"text", "json"}).description(""))
       ->type_name("FORMAT")
       ->default_str("text");
+  command
+      ->add_option("--timeout", options->timeoutSeconds,
+                   "No test may take longer, in seconds; each has a limit of its own besides")
+      ->check(CLI::PositiveNumber.description(""))
+      ->type_name("S");
   command->add_option("--junit", options->junit, "Write the results as JUnit's XML, too")
       ->type_name("FILE");
   command->footer(kExamples);
