@@ -18,6 +18,7 @@ void AddLogCommand(CLI::App* app, Run* run);
 void AddMergeCommand(CLI::App* app, Run* run);
 void AddInfoCommands(CLI::App* app, Run* run);     // info, scheme, params
 void AddValidateCommand(CLI::App* app, Run* run);  // validate
+void AddManualCommand(CLI::App* app, Run* run);    // the man page and completions; last
 
 }  // namespace harvane
 

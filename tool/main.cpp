@@ -42,6 +42,7 @@ void AddOtherCommands(CLI::App* app, harvane::Run* run) {
   harvane::AddMergeCommand(app, run);
   harvane::AddInfoCommands(app, run);
   harvane::AddValidateCommand(app, run);
+  harvane::AddManualCommand(app, run);
 }
 
 }  // namespace
