@@ -1,5 +1,5 @@
-// The module with one fault planted at its boundary: HARVANE_FAULT names it. Compiled once for each
-// fault, and once for none. What a fault needs to know of a job is taken from the calls.
+// The module with one fault planted at its boundary, the one that PlantedFault.c of the same module
+// names. What a fault needs to know of a job is taken from the calls.
 
 #include <algorithm>
 #include <chrono>
@@ -15,41 +15,11 @@
 
 #include "delay_audio/Exports.h"
 #include "delay_audio/PassObserver.h"
+#include "tests/tool/broken_modules/PlantedFault.h"
 
 namespace {
 
-enum class Fault {
-  kNone,
-  kAcceptsAnyOutputFormat,
-  kChannelsSwapped,
-  kCrashesAtTheSecondInstance,
-  kDelayTakenOut,
-  kErrorMessageSpeaks,
-  kExportMissing,
-  kFrameLost,
-  kFrameRateForgotten,
-  kGainOffByATenth,
-  kGoesOnWithoutChannels,
-  kHangsAtTheEndOfAPass,
-  kInformationTooLong,
-  kLeaksAMegabyteAJob,
-  kLogRowsBroken,
-  kLogRowsWrittenAtOnce,
-  kMeasuresTooLoud,
-  kOfferOfAnotherRate,
-  kOneHandleForAll,
-  kOutFlagInTheFirstPass,
-  kPeakOverTheCeiling,
-  kRoundsToNearest,
-  kSchemeWithoutItsNul,
-  kStrayWriteAtAFifthGroup,
-  kStridesTakenForBytes,
-  kUnitReleasedTwice,
-  kWrongCodeForMissingValue,
-};
-constexpr Fault kFault = Fault::HARVANE_FAULT;
-
-constexpr bool Is(Fault fault) { return kFault == fault; }
+bool Is(Fault fault) { return kPlantedFault == fault; }
 
 constexpr std::uint32_t kNoFrame = 0xFFFFFFFF;
 constexpr std::uint32_t kDelayFrames = 95;
@@ -120,13 +90,13 @@ void Remember(Job* job, const PcmUnit& unit) {
 }
 
 void SpoilInput(const Job& job, PcmUnit* unit) {
-  if constexpr (Is(Fault::kChannelsSwapped)) {
+  if (Is(kChannelsSwapped)) {
     if (job.channels >= 6) std::swap(unit->data[3], unit->data[4]);
   }
-  if constexpr (Is(Fault::kStridesTakenForBytes)) {
+  if (Is(kStridesTakenForBytes)) {
     for (std::uint32_t& stride : unit->stride) stride = stride == 3 ? 1 : stride;
   }
-  if constexpr (Is(Fault::kMeasuresTooLoud)) {
+  if (Is(kMeasuresTooLoud)) {
     for (std::uint32_t c = 0; c < job.channels && unit->stride[c] != 0; ++c) {
       for (std::uint32_t s = 0; s < unit->sampleCount; ++s) {
         std::int16_t& sample = unit->data[c][s * unit->stride[c]];
@@ -156,24 +126,24 @@ void SpoilOutput(Job* job, PcmUnit* unit) {
     const auto scale = [&](double decibels) {
       std::transform(first, last, first, [&](std::int16_t s) { return Scaled(s, decibels); });
     };
-    if constexpr (Is(Fault::kGainOffByATenth)) {
+    if (Is(kGainOffByATenth)) {
       if (job->pass == 1) scale(0.1);
     }
-    if constexpr (Is(Fault::kPeakOverTheCeiling)) {
+    if (Is(kPeakOverTheCeiling)) {
       if (job->isLate[c]) scale(0.5);
     }
-    if constexpr (Is(Fault::kDelayTakenOut)) {
+    if (Is(kDelayTakenOut)) {
       if (job->isLate[c] && count > kDelayFrames) {
         std::fill(std::copy(first + kDelayFrames, last, first), last, std::int16_t{0});
       }
     }
-    if constexpr (Is(Fault::kRoundsToNearest)) {
+    if (Is(kRoundsToNearest)) {
       if (job->pass == 0 && job->lastInput.size() == std::size_t{count} * job->channels) {
         std::copy_n(job->lastInput.begin() + c * count, count, first);
       }
     }
   }
-  if constexpr (Is(Fault::kFrameLost)) {
+  if (Is(kFrameLost)) {
     if (job->pass == 1 && count > 0 && !job->hasLostFrame) {
       job->hasLostFrame = true;
       --unit->sampleCount;
@@ -207,13 +177,13 @@ decltype(xEndPass) real_xEndPass;
 decltype(xEndSequence) real_xEndSequence;
 
 std::uint32_t xOpen(void** handle) {
-  if constexpr (Is(Fault::kOneHandleForAll)) {
+  if (Is(kOneHandleForAll)) {
     static void* only = nullptr;
     if (only == nullptr) real_xOpen(&only);
     *handle = only;
     return 0;
   }
-  if (++openInstances > 1 && Is(Fault::kCrashesAtTheSecondInstance)) Crash();
+  if (++openInstances > 1 && Is(kCrashesAtTheSecondInstance)) Crash();
   const std::uint32_t code = real_xOpen(handle);
   const std::lock_guard lock(jobsLock);
   Jobs()[*handle] = Job();
@@ -221,7 +191,7 @@ std::uint32_t xOpen(void** handle) {
 }
 
 std::uint32_t xClose(void* handle) {
-  if constexpr (Is(Fault::kOneHandleForAll)) return 0;
+  if (Is(kOneHandleForAll)) return 0;
   if (handle != nullptr) --openInstances;
   {
     const std::lock_guard lock(jobsLock);
@@ -232,7 +202,7 @@ std::uint32_t xClose(void* handle) {
 
 std::uint32_t xGetInstanceInformation(void* handle, InstanceInformation* information) {
   const std::uint32_t code = real_xGetInstanceInformation(handle, information);
-  if constexpr (Is(Fault::kInformationTooLong)) {
+  if (Is(kInformationTooLong)) {
     std::memset(reinterpret_cast<char*>(information) + sizeof *information, 0, 4);
   }
   return code;
@@ -240,37 +210,35 @@ std::uint32_t xGetInstanceInformation(void* handle, InstanceInformation* informa
 
 std::uint32_t xGetParameterScheme(void* handle, InfoBuffer** scheme) {
   const std::uint32_t code = real_xGetParameterScheme(handle, scheme);
-  if constexpr (Is(Fault::kSchemeWithoutItsNul)) --(*scheme)->size;
+  if (Is(kSchemeWithoutItsNul)) --(*scheme)->size;
   return code;
 }
 
-#ifndef HARVANE_WITHOUT_ERROR_MESSAGE
 std::uint32_t xGetErrorMessage(void* handle, InfoBuffer** message) {
-  if constexpr (Is(Fault::kErrorMessageSpeaks)) {
+  if (Is(kErrorMessageSpeaks)) {
     return real_xGetParameterScheme(handle, message);
   }
   return real_xGetErrorMessage(handle, message);
 }
-#endif
 
 std::uint32_t xSetParameter(void* handle, const char* xml) {
   std::string document = xml;
-  if constexpr (Is(Fault::kLogRowsBroken)) {
+  if (Is(kLogRowsBroken)) {
     document = Replaced(document, "</logEntryName>", "\nrest</logEntryName>");
   }
-  if constexpr (Is(Fault::kFrameRateForgotten)) {
+  if (Is(kFrameRateForgotten)) {
     document = Replaced(document, "<frameRate>", "<frameRate>0</frameRate><frameRate>");
   }
-  if constexpr (Is(Fault::kStrayWriteAtAFifthGroup)) {
+  if (Is(kStrayWriteAtAFifthGroup)) {
     if (document.find("<numberOfGroups>5") != std::string::npos) Crash();
   }
   const std::uint32_t code = real_xSetParameter(handle, document.c_str());
-  return Is(Fault::kWrongCodeForMissingValue) && code == 4 ? 3 : code;
+  return Is(kWrongCodeForMissingValue) && code == 4 ? 3 : code;
 }
 
 std::uint32_t xEnumInputInfo(void* handle, InfoBuffer** info) {
   const std::uint32_t code = real_xEnumInputInfo(handle, info);
-  if constexpr (Is(Fault::kOfferOfAnotherRate)) {
+  if (Is(kOfferOfAnotherRate)) {
     const std::uint32_t rate = 44100;
     std::memcpy(static_cast<unsigned char*>((*info)->data) + 84, &rate, sizeof rate);
   }
@@ -288,7 +256,7 @@ std::uint32_t xEnumOutputInfo(void* handle, InfoBuffer** info) {
 
 std::uint32_t xSetOutputInfo(void* handle, InfoBuffer* info) {
   const std::uint32_t code = real_xSetOutputInfo(handle, info);
-  if (Is(Fault::kAcceptsAnyOutputFormat) && code != 0) {
+  if (Is(kAcceptsAnyOutputFormat) && code != 0) {
     info->release(info);
     return 0;
   }
@@ -296,7 +264,7 @@ std::uint32_t xSetOutputInfo(void* handle, InfoBuffer* info) {
 }
 
 std::uint32_t xStartSequenceEx(void* handle, void* unused) {
-  if constexpr (Is(Fault::kLeaksAMegabyteAJob)) {
+  if (Is(kLeaksAMegabyteAJob)) {
     constexpr std::size_t kMegabyte = 1U << 20U;
     static std::vector<void*> kept;
     kept.push_back(std::malloc(kMegabyte));
@@ -324,15 +292,15 @@ std::uint32_t xDeliverPcmUnit(void* handle, std::uint32_t unused, PcmUnit* unit,
     release = unit->release;
   }
   const std::uint32_t code = real_xDeliverPcmUnit(handle, unused, unit, outFlag);
-  if (Is(Fault::kUnitReleasedTwice) && release != nullptr) release(unit);
-  if (Is(Fault::kOutFlagInTheFirstPass) && job.pass == 0) *outFlag = 1;
+  if (Is(kUnitReleasedTwice) && release != nullptr) release(unit);
+  if (Is(kOutFlagInTheFirstPass) && job.pass == 0) *outFlag = 1;
   return code;
 }
 
 std::uint32_t xFetchPcmUnit(void* handle, std::uint32_t unused, PcmUnit** unit,
                             std::uint32_t* outFlag) {
   Job& job = JobOf(handle);
-  if (Is(Fault::kGoesOnWithoutChannels) && job.channels == 0) {
+  if (Is(kGoesOnWithoutChannels) && job.channels == 0) {
     *outFlag = 0;
     return 0;
   }
@@ -342,7 +310,7 @@ std::uint32_t xFetchPcmUnit(void* handle, std::uint32_t unused, PcmUnit** unit,
 }
 
 std::uint32_t xEndPass(void* handle) {
-  if constexpr (Is(Fault::kHangsAtTheEndOfAPass)) {
+  if (Is(kHangsAtTheEndOfAPass)) {
     for (;;) std::this_thread::sleep_for(std::chrono::seconds(1));
   }
   return real_xEndPass(handle);
@@ -350,7 +318,7 @@ std::uint32_t xEndPass(void* handle) {
 
 std::uint32_t xEndSequence(void* handle) {
   const std::uint32_t code = real_xEndSequence(handle);
-  if constexpr (Is(Fault::kLogRowsWrittenAtOnce)) harvane::WriteWaitingLogRows();
+  if (Is(kLogRowsWrittenAtOnce)) harvane::WriteWaitingLogRows();
   return code;
 }
 
