@@ -24,7 +24,7 @@
 namespace harvane {
 namespace {
 
-constexpr int kLimitSeconds = 120;
+constexpr int kLimitSeconds = 180;
 constexpr std::uint32_t kRate = 48000;
 
 std::int64_t MemoryOfProcess() {

@@ -7,7 +7,7 @@
 namespace harvane {
 namespace {
 
-constexpr int kLimitSeconds = 20;
+constexpr int kLimitSeconds = 60;
 
 void ExportSixteenFunctions(TestRun& run) { run.Module(); }
 

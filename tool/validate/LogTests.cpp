@@ -15,7 +15,7 @@ namespace {
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
-constexpr int kLimitSeconds = 30;
+constexpr int kLimitSeconds = 60;
 constexpr std::uint32_t kRate = 48000;
 constexpr std::size_t kMostLogBytes = 131072;
 

@@ -16,7 +16,7 @@
 namespace harvane {
 namespace {
 
-constexpr int kLimitSeconds = 120;
+constexpr int kLimitSeconds = 180;
 constexpr std::uint32_t kRate = 48000;
 constexpr double kToneFrequency = 997.0;
 constexpr double kLoudnessTolerance = 0.1;

@@ -7,7 +7,7 @@
 namespace harvane {
 namespace {
 
-constexpr int kLimitSeconds = 20;
+constexpr int kLimitSeconds = 60;
 constexpr std::uint32_t kRate = 48000;
 
 std::uint32_t CodeOf(TestRun& run, const std::string& document) {

@@ -11,7 +11,7 @@
 namespace harvane {
 namespace {
 
-constexpr int kLimitSeconds = 20;
+constexpr int kLimitSeconds = 60;
 constexpr std::uint32_t kRate = 48000;
 constexpr std::uint32_t kJunkFlag = 0xABCD;
 

@@ -16,7 +16,7 @@
 namespace harvane {
 namespace {
 
-constexpr int kLimitSeconds = 60;
+constexpr int kLimitSeconds = 180;
 constexpr std::uint32_t kRate = 48000;
 constexpr double kToneFrequency = 997.0;
 constexpr double kLevelTolerance = 0.03;    // dB: truncation to 16 bits, and the filter's slope
