@@ -1,10 +1,11 @@
-// Two channels, or two points in time, as the doubles of one vector. Without a
-// fused multiply-add a step is a double sum, rounded again to single; where that
-// could differ from rounding once, the plain kernel does the work.
+// Two channels as the doubles of one vector. Without a fused multiply-add a step is a
+// double sum, rounded again to single; where that could differ from rounding once, the
+// plain steps do the work.
 #include <emmintrin.h>
 
 #include <algorithm>
-#include <cmath>
+#include <bit>
+#include <cstdint>
 
 #include "measurement/Arithmetic.h"
 #include "measurement/ChunkKernels.h"
@@ -12,240 +13,286 @@
 namespace harvane {
 namespace {
 
-constexpr int kTileFrames = 128;
+constexpr int kTileFrames = 128;  // even
+constexpr int kFeedFrames = 8;  // whose roundings are watched together
+constexpr int kSumFrames = 64;  // the same for the sums
 
 // A tile that begins with values of this size, or zeros, ends before anything has
 // faded, or cancelled, into the range below 2^-125 in which singles lose digits:
 // a stage keeps more than 2^-32 of its level over a tile, and a difference of two
 // terms is 0 or at least 2^-48 of them.
 constexpr float kSmallestLevel = 0x1p-24F;
-// Above it, a running sum and a square added to it have all their digits in a
-// double, or none that decides a rounding.
-constexpr double kSmallestSumShare = 0x1p-28;
-constexpr double kSmallestSum = 0x1p-100;
+// And from values below this one nothing grows beyond the largest single.
+constexpr float kLargestLevel = 0x1p60F;
+constexpr float kSmallestSum = 0x1p-100F;
 
-__m128d Round(__m128d v) { return _mm_cvtps_pd(_mm_cvtpd_ps(v)); }
-
-// Watches sums for the one pattern whose rounding can go wrong: the digits cut off
-// are exactly a border between two singles.
-struct Watch {
-  __m128i seen = _mm_setzero_si128();
-
-  void Look(__m128d one, __m128d other) {
-    const __m128i low = _mm_castps_si128(
-        _mm_shuffle_ps(_mm_castpd_ps(one), _mm_castpd_ps(other), _MM_SHUFFLE(2, 0, 2, 0)));
-    const __m128i cutOff = _mm_and_si128(low, _mm_set1_epi32(0x1FFFFFFF));
-    seen = _mm_or_si128(seen, _mm_cmpeq_epi32(cutOff, _mm_set1_epi32(0x10000000)));
+// Rounds doubles to single by adding half of what is then cut off. That is right unless
+// a double lies on the border between two singles, where it matters what the double lost
+// itself and which of the two is even: such borders are remembered.
+class WatchedRounding {
+ public:
+  __m128d operator()(__m128d v) {
+    constexpr long long kCutOff = 0x1FFFFFFF;
+    const __m128i raised = _mm_add_epi64(_mm_castpd_si128(v), _mm_set1_epi64x(kCutOff / 2 + 1));
+    const __m128i kept = _mm_and_si128(raised, _mm_set1_epi64x(~kCutOff));
+    borders = _mm_or_si128(borders, _mm_cmpeq_epi32(raised, kept));
+    return _mm_castsi128_pd(kept);
   }
-  bool IsClear() const { return _mm_movemask_epi8(seen) == 0; }
+  bool MetBorder() const {
+    constexpr int kLowHalves = 5;
+    return (_mm_movemask_ps(_mm_castsi128_ps(borders)) & kLowHalves) != 0;
+  }
+
+ private:
+  __m128i borders = _mm_setzero_si128();
 };
 
-__m128d MagnitudeOf(__m128d v) { return _mm_andnot_pd(_mm_set1_pd(-0.0), v); }
+__m128 Magnitudes(__m128 v) { return _mm_andnot_ps(_mm_set1_ps(-0.0F), v); }
 
-// Neither all zero nor at least kSmallestLevel.
-bool IsFaint(float one, float two) {
-  const float level = std::max(std::fabs(one), std::fabs(two));
-  return level != 0.0F && !(level >= kSmallestLevel);
+// The lanes that are neither 0.0 nor between the levels, or not a number.
+__m128 UnusualLanes(__m128 v) {
+  const __m128 magnitudes = Magnitudes(v);
+  return _mm_or_ps(_mm_cmpnlt_ps(magnitudes, _mm_set1_ps(kLargestLevel)),
+                   _mm_and_ps(_mm_cmplt_ps(magnitudes, _mm_set1_ps(kSmallestLevel)),
+                              _mm_cmpneq_ps(magnitudes, _mm_setzero_ps())));
 }
 
-bool HasFaintMemory(const ChannelLanes& lanes, int lane) {
-  return IsFaint(lanes.middle1[lane], lanes.middle2[lane]) ||
-         IsFaint(lanes.output1[lane], lanes.output2[lane]);
+// The same for the memories of a stage: of two values only the larger may not be small.
+__m128 UnusualMemories(__m128 one, __m128 two) {
+  const __m128 largest = _mm_set1_ps(kLargestLevel);
+  return _mm_or_ps(UnusualLanes(_mm_max_ps(Magnitudes(one), Magnitudes(two))),
+                   _mm_or_ps(_mm_cmpnlt_ps(Magnitudes(one), largest),
+                             _mm_cmpnlt_ps(Magnitudes(two), largest)));
 }
 
-// Whether a sample is neither 0.0 nor at least kSmallestLevel, or not a number.
-bool HasFaintSample(const float* x, int n) {
-  const __m128 sign = _mm_set1_ps(-0.0F);
-  const __m128 smallest = _mm_set1_ps(kSmallestLevel);
-  __m128 faint = _mm_setzero_ps();
+// Two neighbouring lanes.
+__m128 LoadSingles(const float* lanes) {
+  return _mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(lanes));
+}
+__m128d LoadPair(const float* lanes) { return _mm_cvtps_pd(LoadSingles(lanes)); }
+void StoreSingles(float* lanes, __m128 v) { _mm_storel_pi(reinterpret_cast<__m64*>(lanes), v); }
+void StorePair(float* lanes, __m128d v) { StoreSingles(lanes, _mm_cvtpd_ps(v)); }
+
+// A run of two channels on its way through the stages.
+struct Tile {
+  int frames;
+  // Both channels side by side: two frames that went before, then those of the tile.
+  alignas(16) float inputs[2 * (2 + kTileFrames)];
+  __m128d values[kTileFrames];
+};
+
+// False where a sample is unusual.
+bool LoadInputs(const ChannelLanes& lanes, int first, int second, Tile* tile) {
+  const float* const left = lanes.samples[first];
+  const float* const right = lanes.samples[second];
+  const __m128 before =
+      _mm_movelh_ps(LoadSingles(lanes.input2 + first), LoadSingles(lanes.input1 + first));
+  _mm_store_ps(tile->inputs, before);
+  __m128 unusual = UnusualLanes(before);
+  float* to = tile->inputs + 4;
   int i = 0;
-  for (; i + 4 <= n; i += 4) {
-    const __m128 magnitude = _mm_andnot_ps(sign, _mm_loadu_ps(x + i));
-    faint = _mm_or_ps(faint, _mm_and_ps(_mm_cmpnge_ps(magnitude, smallest),
-                                        _mm_cmpneq_ps(magnitude, _mm_setzero_ps())));
+  for (; i + 4 <= tile->frames; i += 4, to += 8) {
+    const __m128 l = _mm_loadu_ps(left + i);
+    const __m128 r = _mm_loadu_ps(right + i);
+    unusual = _mm_or_ps(unusual, _mm_or_ps(UnusualLanes(l), UnusualLanes(r)));
+    _mm_store_ps(to, _mm_unpacklo_ps(l, r));
+    _mm_store_ps(to + 4, _mm_unpackhi_ps(l, r));
   }
-  bool isFaint = _mm_movemask_ps(faint) != 0;
-  for (; i < n; ++i) isFaint = isFaint || (x[i] != 0.0F && !(std::fabs(x[i]) >= kSmallestLevel));
-  return isFaint;
-}
-
-__m128d LoadPair(const float* memory, int first, int second) {
-  return _mm_set_pd(static_cast<double>(memory[second]), static_cast<double>(memory[first]));
-}
-
-void StorePair(float* memory, int first, int second, __m128d v) {
-  double lanes[2];
-  _mm_storeu_pd(lanes, v);
-  memory[first] = static_cast<float>(lanes[0]);
-  memory[second] = static_cast<float>(lanes[1]);
-}
-
-struct PairState {
-  __m128d x1, x2, y1, y2, z1, z2;
-};
-
-constexpr int kSumPairs = kLaneSums / 2;
-
-// Adds the squares of both channels of the tile to their sums.
-void AddSquares(const __m128d* tile, int frames, __m128d (&leftSums)[kSumPairs],
-                __m128d (&rightSums)[kSumPairs]) {
-  __m128d l0 = leftSums[0], l1 = leftSums[1], l2 = leftSums[2], l3 = leftSums[3];
-  __m128d r0 = rightSums[0], r1 = rightSums[1], r2 = rightSums[2], r3 = rightSums[3];
-  for (int i = 0; i < frames; ++i) {
-    const __m128d squares = _mm_mul_pd(tile[i], tile[i]);
-    const __m128d left = _mm_unpacklo_pd(squares, squares);
-    const __m128d right = _mm_unpackhi_pd(squares, squares);
-    l0 = Round(_mm_add_pd(left, l0));
-    l1 = Round(_mm_add_pd(left, l1));
-    l2 = Round(_mm_add_pd(left, l2));
-    l3 = Round(_mm_add_pd(left, l3));
-    r0 = Round(_mm_add_pd(right, r0));
-    r1 = Round(_mm_add_pd(right, r1));
-    r2 = Round(_mm_add_pd(right, r2));
-    r3 = Round(_mm_add_pd(right, r3));
+  for (; i < tile->frames; ++i, to += 2) {
+    const __m128 one = _mm_unpacklo_ps(_mm_load_ss(left + i), _mm_load_ss(right + i));
+    unusual = _mm_or_ps(unusual, UnusualLanes(one));
+    StoreSingles(to, one);
   }
-  leftSums[0] = l0, leftSums[1] = l1, leftSums[2] = l2, leftSums[3] = l3;
-  rightSums[0] = r0, rightSums[1] = r1, rightSums[2] = r2, rightSums[3] = r3;
+  if (i < kTileFrames) StoreSingles(to, _mm_setzero_ps());
+  return _mm_movemask_ps(unusual) == 0;
 }
 
-// `frames` frames of two channels into `tile`, weighted. False where a rounding is in
-// doubt; then the state is of no use.
-bool WeightTile(const KWeightingCoefficients& k, const float* left, const float* right, int frames,
-                PairState* state, __m128d* tile, __m128d* largest) {
-  const auto set = [](float v) { return _mm_set1_pd(static_cast<double>(v)); };
-  const __m128d b0 = set(k.firstStageB[0]);
-  const __m128d b1 = set(k.firstStageB[1]);
-  const __m128d b2 = set(k.firstStageB[2]);
-  const __m128d a1 = set(k.firstStageA[1]);
-  const __m128d a2 = set(k.firstStageA[2]);
-  const __m128d d1 = set(k.secondStageA[1]);
-  const __m128d d2 = set(k.secondStageA[2]);
-  PairState s = *state;
-  Watch watch;
-  __m128d top = *largest;
-  const __m128d zero = _mm_setzero_pd();
-  for (int i = 0; i < frames; ++i) {
-    const __m128d x = _mm_cvtps_pd(_mm_unpacklo_ps(_mm_load_ss(left + i), _mm_load_ss(right + i)));
-    // A product is exact, so rounding it is rounding once.
-    const __m128d y0 = Round(_mm_add_pd(_mm_mul_pd(b0, x), zero));
-    const __m128d y1 = _mm_add_pd(_mm_mul_pd(b1, s.x1), y0);
-    const __m128d y2 = _mm_add_pd(_mm_mul_pd(b2, s.x2), Round(y1));
-    watch.Look(y1, y2);
-    const __m128d y3 = _mm_sub_pd(Round(y2), _mm_mul_pd(a1, s.y1));
-    const __m128d y4 = _mm_sub_pd(Round(y3), _mm_mul_pd(a2, s.y2));
-    watch.Look(y3, y4);
-    const __m128d y = Round(y4);
-    // The second stage's own factors are 1, -2 and 1: sums of two singles, which a
-    // double always rounds as once.
-    const __m128d z0 = Round(_mm_sub_pd(_mm_add_pd(y, zero), _mm_add_pd(s.y1, s.y1)));
-    const __m128d z1 = Round(_mm_add_pd(z0, s.y2));
-    const __m128d z2 = _mm_sub_pd(z1, _mm_mul_pd(d1, s.z1));
-    const __m128d z3 = _mm_sub_pd(Round(z2), _mm_mul_pd(d2, s.z2));
-    watch.Look(z2, z3);
-    const __m128d z = Round(z3);
-    s = {x, s.x1, y, s.y1, z, s.z1};
-    top = _mm_max_pd(MagnitudeOf(z), top);
-    tile[i] = z;
-  }
-  *state = s;
-  *largest = top;
-  return watch.IsClear();
-}
+__m128d Both(float v) { return _mm_set1_pd(static_cast<double>(v)); }
 
-template <int kLane>
-void AddSquaresPlainly(const __m128d* tile, int frames, float* sum) {
-  for (int i = 0; i < frames; ++i) {
-    double lanes[2];
-    _mm_storeu_pd(lanes, tile[i]);
-    const auto z = static_cast<float>(lanes[kLane]);
-    *sum = MultiplyAdd(z, z, *sum);
-  }
-}
-
-void LoadSums(const ChannelLanes& lanes, int lane, __m128d (&sums)[kSumPairs]) {
-  for (int p = 0; p < kSumPairs; ++p) {
-    sums[p] = _mm_set_pd(static_cast<double>(lanes.sums[2 * p + 1][lane]),
-                         static_cast<double>(lanes.sums[2 * p][lane]));
-  }
-}
-
-// Those sums that a double may not have rounded right are done again.
-template <int kLane>
-void SaveSums(ChannelLanes* lanes, int lane, const __m128d (&sums)[kSumPairs], const __m128d* tile,
-              int frames, double largest) {
-  const double square = largest * largest;
-  for (int s = 0; s < kLaneSums; ++s) {
-    float& sum = lanes->sums[s][lane];
-    if (sum >= kSmallestSumShare * square && sum >= kSmallestSum) {
-      double pair[2];
-      _mm_storeu_pd(pair, sums[s / 2]);
-      sum = static_cast<float>(pair[s % 2]);
-    } else {
-      AddSquaresPlainly<kLane>(tile, frames, &sum);
+// The terms of the first stage that come from its inputs. A frame too many may be done.
+void SumInputTerms(const KWeightingCoefficients& k, Tile* tile) {
+  const __m128 b0 = _mm_set1_ps(k.firstStageB[0]);
+  const __m128d b1 = Both(k.firstStageB[1]);
+  const __m128d b2 = Both(k.firstStageB[2]);
+  for (int from = 0; from < tile->frames; from += kFeedFrames) {
+    const int end = std::min(from + kFeedFrames, tile->frames);
+    WatchedRounding round;
+    for (int i = from; i < end; i += 2) {
+      const float* const x = tile->inputs + 2 * (i + 2);
+      // From 0.0: -0.0 becomes 0.0.
+      const __m128 firsts = _mm_add_ps(_mm_mul_ps(b0, _mm_load_ps(x)), _mm_setzero_ps());
+      const auto rest = [&](const float* before, __m128d first) {
+        const __m128d second = round(_mm_add_pd(_mm_mul_pd(b1, LoadPair(before)), first));
+        return round(_mm_add_pd(_mm_mul_pd(b2, LoadPair(before - 2)), second));
+      };
+      tile->values[i] = rest(x - 2, _mm_cvtps_pd(firsts));
+      tile->values[i + 1] = rest(x, _mm_cvtps_pd(_mm_movehl_ps(firsts, firsts)));
+    }
+    if (!round.MetBorder()) continue;
+    for (int i = from; i < end; ++i) {
+      const float* const x = tile->inputs + 2 * (i + 2);
+      float sums[2];
+      for (int lane = 0; lane < 2; ++lane) {
+        sums[lane] = MultiplyAdd(k.firstStageB[0], x[lane], 0.0F);
+        sums[lane] = MultiplyAdd(k.firstStageB[1], x[lane - 2], sums[lane]);
+        sums[lane] = MultiplyAdd(k.firstStageB[2], x[lane - 4], sums[lane]);
+      }
+      tile->values[i] = LoadPair(sums);
     }
   }
 }
 
-// The plain kernel for two lanes of the eight.
-void RedoPlainly(ChannelLanes* lanes, int first, int second, int frames) {
-  for (int lane = first; lane <= second; ++lane) {
-    ChannelLanes one{};
-    const auto copy = [](const ChannelLanes& from, int source, ChannelLanes* to, int target) {
-      to->input1[target] = from.input1[source];
-      to->input2[target] = from.input2[source];
-      to->middle1[target] = from.middle1[source];
-      to->middle2[target] = from.middle2[source];
-      to->output1[target] = from.output1[source];
-      to->output2[target] = from.output2[source];
-      for (int s = 0; s < kLaneSums; ++s) to->sums[s][target] = from.sums[s][source];
-    };
-    one.count = 1;
-    one.samples[0] = lanes->samples[lane];
-    one.coefficients = lanes->coefficients;
-    copy(*lanes, lane, &one, 0);
-    kPlainKernels.weightAndSum(&one, frames);
-    copy(one, 0, lanes, lane);
+// The rest of both stages, in place. False where the memory is unusual, or a rounding in
+// doubt; then the memory stays as it was.
+bool Recur(const KWeightingCoefficients& k, ChannelLanes* lanes, int first, Tile* tile) {
+  __m128 single1 = LoadSingles(lanes->middle1 + first);
+  __m128 single2 = LoadSingles(lanes->middle2 + first);
+  const __m128 unusual = _mm_movelh_ps(
+      UnusualMemories(single1, single2),
+      UnusualMemories(LoadSingles(lanes->output1 + first), LoadSingles(lanes->output2 + first)));
+  if (_mm_movemask_ps(unusual) != 0) return false;
+  const __m128d a1 = Both(-k.firstStageA[1]);
+  const __m128d a2 = Both(-k.firstStageA[2]);
+  const __m128d d1 = Both(-k.secondStageA[1]);
+  const __m128d d2 = Both(-k.secondStageA[2]);
+  __m128d y1 = _mm_cvtps_pd(single1);
+  __m128d y2 = _mm_cvtps_pd(single2);
+  __m128d z1 = LoadPair(lanes->output1 + first);
+  __m128d z2 = LoadPair(lanes->output2 + first);
+  WatchedRounding round;
+  for (int i = 0; i < tile->frames; ++i) {
+    const __m128d y3 = round(_mm_add_pd(_mm_mul_pd(a1, y1), tile->values[i]));
+    const __m128d y = round(_mm_add_pd(_mm_mul_pd(a2, y2), y3));
+    // The second stage's own factors are 1, -2 and 1: sums of two singles.
+    const __m128 single = _mm_cvtpd_ps(y);
+    const __m128 z3 =
+        _mm_sub_ps(_mm_add_ps(single, _mm_setzero_ps()), _mm_add_ps(single1, single1));
+    const __m128d z4 = _mm_cvtps_pd(_mm_add_ps(z3, single2));
+    const __m128d z5 = round(_mm_add_pd(_mm_mul_pd(d1, z1), z4));
+    const __m128d z = round(_mm_add_pd(_mm_mul_pd(d2, z2), z5));
+    tile->values[i] = z;
+    y2 = y1, y1 = y;
+    single2 = single1, single1 = single;
+    z2 = z1, z1 = z;
+  }
+  if (round.MetBorder()) return false;
+  const float* const last = tile->inputs + 2 * (tile->frames + 1);
+  StoreSingles(lanes->input1 + first, LoadSingles(last));
+  StoreSingles(lanes->input2 + first, LoadSingles(last - 2));
+  StoreSingles(lanes->middle1 + first, single1);
+  StoreSingles(lanes->middle2 + first, single2);
+  StorePair(lanes->output1 + first, z1);
+  StorePair(lanes->output2 + first, z2);
+  return true;
+}
+
+// The singles from one power of 2 to the next are equal steps apart; doubles from 1.5 times
+// a power far above are the same steps apart. A sum that is kept on top of such an anchor
+// is rounded to single, and once, by the addition itself, up to the next power of 2.
+constexpr double kToAnchor = 0x1.8p29;
+
+// Of one lane; moves the anchor on where the sum passes a power of 2.
+float AddSquaresOfLane(const __m128d* values, int lane, int n, float sum) {
+  const double* const z = reinterpret_cast<const double*>(values) + lane;
+  double anchor = 0.0;
+  double highest = 0.0;
+  const auto castAnchor = [&] {
+    const bool isUsual = sum >= kSmallestSum && sum <= 1.0F / kSmallestSum;
+    const auto bits = std::bit_cast<std::uint32_t>(sum) & 0x7F800000;
+    const double power = isUsual ? static_cast<double>(std::bit_cast<float>(bits)) : 0.0;
+    anchor = power * kToAnchor;
+    highest = anchor + 2.0 * power;
+  };
+  castAnchor();
+  double anchored = anchor + static_cast<double>(sum);
+  for (int i = 0; i < n; ++i) {
+    const double next = anchored + z[2 * i] * z[2 * i];
+    if (next <= highest) {
+      anchored = next;
+      continue;
+    }
+    const auto single = static_cast<float>(z[2 * i]);
+    sum = MultiplyAdd(single, single, static_cast<float>(anchored - anchor));
+    castAnchor();
+    anchored = anchor + static_cast<double>(sum);
+  }
+  return static_cast<float>(anchored - anchor);
+}
+
+void AddSquares(const __m128d* values, int n, ChannelLanes* lanes, int first) {
+  const __m128d exponentBits = _mm_castsi128_pd(_mm_set1_epi64x(0x7FF0000000000000));
+  const __m128d toAnchor = _mm_set1_pd(kToAnchor);
+  __m128d sums[kLaneSums];
+  for (int s = 0; s < kLaneSums; ++s) {
+    const __m128d before = LoadPair(lanes->sums[s] + first);
+    sums[s] = _mm_add_pd(_mm_mul_pd(_mm_and_pd(before, exponentBits), toAnchor), before);
+  }
+  for (int i = 0; i < n; ++i) {
+    const __m128d squares = _mm_mul_pd(values[i], values[i]);
+    for (__m128d& sum : sums) sum = _mm_add_pd(sum, squares);
+  }
+  for (int s = 0; s < kLaneSums; ++s) {
+    float* const memory = lanes->sums[s] + first;
+    const __m128d before = LoadPair(memory);
+    const __m128d power = _mm_and_pd(before, exponentBits);
+    const __m128d sum = _mm_sub_pd(sums[s], _mm_mul_pd(power, toAnchor));
+    const __m128d isRight = _mm_and_pd(
+        _mm_cmple_pd(sum, _mm_add_pd(power, power)),
+        _mm_cmpge_pd(before, _mm_set1_pd(static_cast<double>(kSmallestSum))));
+    const int rightLanes = _mm_movemask_pd(isRight);
+    if (rightLanes == 3) {
+      StorePair(memory, sum);
+      continue;
+    }
+    float rounded[2];
+    StorePair(rounded, sum);
+    for (int lane = 0; lane < 2 && first + lane < lanes->count; ++lane) {
+      const bool isLaneRight = (rightLanes >> lane & 1) != 0;
+      memory[lane] =
+          isLaneRight ? rounded[lane] : AddSquaresOfLane(values, lane, n, memory[lane]);
+    }
   }
 }
 
+// The plain kernel for one lane of the eight.
+void RedoPlainly(ChannelLanes* lanes, int lane, int frames) {
+  ChannelLanes one{};
+  const auto copy = [](const ChannelLanes& from, int source, ChannelLanes* to, int target) {
+    to->input1[target] = from.input1[source];
+    to->input2[target] = from.input2[source];
+    to->middle1[target] = from.middle1[source];
+    to->middle2[target] = from.middle2[source];
+    to->output1[target] = from.output1[source];
+    to->output2[target] = from.output2[source];
+    for (int s = 0; s < kLaneSums; ++s) to->sums[s][target] = from.sums[s][source];
+  };
+  one.count = 1;
+  one.samples[0] = lanes->samples[lane];
+  one.coefficients = lanes->coefficients;
+  copy(*lanes, lane, &one, 0);
+  kPlainKernels.weightAndSum(&one, frames);
+  copy(one, 0, lanes, lane);
+}
+
+// An odd count leaves the last lane alone: what is beside it is worked out and not kept.
 void WeightAndSumPair(ChannelLanes* lanes, int first, int n) {
   const int second = first + 1 < lanes->count ? first + 1 : first;
-  __m128d tile[kTileFrames];
+  Tile tile;
   for (int from = 0; from < n; from += kTileFrames) {
-    const int frames = n - from < kTileFrames ? n - from : kTileFrames;
-    PairState state = {
-        LoadPair(lanes->input1, first, second),  LoadPair(lanes->input2, first, second),
-        LoadPair(lanes->middle1, first, second), LoadPair(lanes->middle2, first, second),
-        LoadPair(lanes->output1, first, second), LoadPair(lanes->output2, first, second)};
-    __m128d largest = _mm_setzero_pd();
-    const bool isFaint =
-        HasFaintMemory(*lanes, first) || HasFaintMemory(*lanes, second) ||
-        HasFaintSample(lanes->samples[first], frames) ||
-        HasFaintSample(lanes->samples[second], frames) ||
-        HasFaintSample(lanes->input1 + first, 1) || HasFaintSample(lanes->input2 + first, 1) ||
-        HasFaintSample(lanes->input1 + second, 1) || HasFaintSample(lanes->input2 + second, 1);
-    if (!isFaint && WeightTile(*lanes->coefficients, lanes->samples[first], lanes->samples[second],
-                               frames, &state, tile, &largest)) {
-      __m128d leftSums[kSumPairs];
-      __m128d rightSums[kSumPairs];
-      LoadSums(*lanes, first, leftSums);
-      LoadSums(*lanes, second, rightSums);
-      AddSquares(tile, frames, leftSums, rightSums);
-      StorePair(lanes->input1, first, second, state.x1);
-      StorePair(lanes->input2, first, second, state.x2);
-      StorePair(lanes->middle1, first, second, state.y1);
-      StorePair(lanes->middle2, first, second, state.y2);
-      StorePair(lanes->output1, first, second, state.z1);
-      StorePair(lanes->output2, first, second, state.z2);
-      double tops[2];
-      _mm_storeu_pd(tops, largest);
-      SaveSums<0>(lanes, first, leftSums, tile, frames, tops[0]);
-      if (second != first) SaveSums<1>(lanes, second, rightSums, tile, frames, tops[1]);
-    } else {
-      RedoPlainly(lanes, first, second, frames);
+    tile.frames = std::min(kTileFrames, n - from);
+    bool isDone = LoadInputs(*lanes, first, second, &tile);
+    if (isDone) {
+      SumInputTerms(*lanes->coefficients, &tile);
+      isDone = Recur(*lanes->coefficients, lanes, first, &tile);
     }
-    lanes->samples[first] += frames;
-    if (second != first) lanes->samples[second] += frames;
+    if (isDone) {
+      for (int i = 0; i < tile.frames; i += kSumFrames) {
+        AddSquares(tile.values + i, std::min(kSumFrames, tile.frames - i), lanes, first);
+      }
+    } else {
+      for (int lane = first; lane <= second; ++lane) RedoPlainly(lanes, lane, tile.frames);
+    }
+    for (int lane = first; lane <= second; ++lane) lanes->samples[lane] += tile.frames;
   }
 }
 
