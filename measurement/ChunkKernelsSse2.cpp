@@ -163,10 +163,10 @@ bool Recur(const KWeightingCoefficients& k, ChannelLanes* lanes, int first, Tile
   for (int i = 0; i < tile->frames; ++i) {
     const __m128d y3 = round(_mm_add_pd(_mm_mul_pd(a1, y1), tile->values[i]));
     const __m128d y = round(_mm_add_pd(_mm_mul_pd(a2, y2), y3));
-    // The second stage's own factors are 1, -2 and 1: sums of two singles.
+    // The second stage's own factors are 1, -2 and 1: sums of two singles. A sum that
+    // began with 0.0 is never -0.0, so that y needs no 0.0 added.
     const __m128 single = _mm_cvtpd_ps(y);
-    const __m128 z3 =
-        _mm_sub_ps(_mm_add_ps(single, _mm_setzero_ps()), _mm_add_ps(single1, single1));
+    const __m128 z3 = _mm_sub_ps(single, _mm_add_ps(single1, single1));
     const __m128d z4 = _mm_cvtps_pd(_mm_add_ps(z3, single2));
     const __m128d z5 = round(_mm_add_pd(_mm_mul_pd(d1, z1), z4));
     const __m128d z = round(_mm_add_pd(_mm_mul_pd(d2, z2), z5));
