@@ -84,7 +84,7 @@ Results TruePeak(const harvane::ChunkKernels& kernels, int /*lanes*/) {
   Results results;
   const float* const x = ChannelOf(0).samples;
   for (int from = 0; from < kFrames; from += kChunk) {
-    results.push_back(kernels.truePeak(x + from, kChunk, Bank()));
+    results.push_back(kernels.truePeak(x + from, kChunk, Bank(), 0.0F));
   }
   return results;
 }

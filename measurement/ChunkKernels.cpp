@@ -48,7 +48,7 @@ float LargestMagnitude(const float* x, int n) {
   return largest;
 }
 
-float TruePeak(const float* x, int n, const PolyphaseBank& bank) {
+float TruePeak(const float* x, int n, const PolyphaseBank& bank, float /*exactAbove*/) {
   float largest = 0.0F;
   for (int i = 0; i < n; ++i) {
     for (int p = 0; p < bank.count; ++p) {
@@ -63,7 +63,7 @@ float TruePeak(const float* x, int n, const PolyphaseBank& bank) {
 }
 
 void Peaks(const float* x, int n, const PolyphaseBank& bank, float /*exactFrom*/, float* peaks) {
-  for (int i = 0; i < n; ++i) peaks[i] = TruePeak(x + i, 1, bank);
+  for (int i = 0; i < n; ++i) peaks[i] = TruePeak(x + i, 1, bank, 0.0F);
 }
 
 constexpr float kPcmFullScale = 32767.0F;  // both signs, both directions

@@ -40,8 +40,9 @@ struct ChunkKernels {
 
   // Largest magnitude of the interpolated values of `n` >= 1 samples, that is
   // MaxOf after AbsInPlace after OversampleBlock. x[-11] to x[-1] are the
-  // samples before. NaN if the first value is.
-  float (*truePeak)(const float* x, int n, const PolyphaseBank& bank);
+  // samples before. NaN if the first value is. Where the largest is not above
+  // `exactAbove`, any value that is not may come.
+  float (*truePeak)(const float* x, int n, const PolyphaseBank& bank, float exactAbove);
 
   // The same for each of `n` samples by itself, into `peaks`. A peak that is above
   // 0.0 and below `exactFrom` may come as any value between the two.

@@ -192,7 +192,7 @@ __m256 Interpolate(const float* x, const PolyphaseBranch& branch) {
   return acc;
 }
 
-float TruePeak(const float* x, int n, const PolyphaseBank& bank) {
+float TruePeak(const float* x, int n, const PolyphaseBank& bank, float /*exactAbove*/) {
   __m256 largest = _mm256_setzero_ps();
   // The last vector may reach past the end: its points beyond are masked off.
   for (int i = 0; i < n; i += 8) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdint>
+#include <iterator>
 
 #include "measurement/Arithmetic.h"
 #include "measurement/ChunkKernels.h"
@@ -14,8 +15,8 @@ namespace harvane {
 namespace {
 
 constexpr int kTileFrames = 128;  // even
-constexpr int kFeedFrames = 8;  // whose roundings are watched together
-constexpr int kSumFrames = 64;  // the same for the sums
+constexpr int kFeedFrames = 8;    // whose roundings are watched together
+constexpr int kSumFrames = 64;    // the same for the sums
 
 // A tile that begins with values of this size, or zeros, ends before anything has
 // faded, or cancelled, into the range below 2^-125 in which singles lose digits:
@@ -60,9 +61,9 @@ __m128 UnusualLanes(__m128 v) {
 // The same for the memories of a stage: of two values only the larger may not be small.
 __m128 UnusualMemories(__m128 one, __m128 two) {
   const __m128 largest = _mm_set1_ps(kLargestLevel);
-  return _mm_or_ps(UnusualLanes(_mm_max_ps(Magnitudes(one), Magnitudes(two))),
-                   _mm_or_ps(_mm_cmpnlt_ps(Magnitudes(one), largest),
-                             _mm_cmpnlt_ps(Magnitudes(two), largest)));
+  return _mm_or_ps(
+      UnusualLanes(_mm_max_ps(Magnitudes(one), Magnitudes(two))),
+      _mm_or_ps(_mm_cmpnlt_ps(Magnitudes(one), largest), _mm_cmpnlt_ps(Magnitudes(two), largest)));
 }
 
 // Two neighbouring lanes.
@@ -236,9 +237,9 @@ void AddSquares(const __m128d* values, int n, ChannelLanes* lanes, int first) {
     const __m128d before = LoadPair(memory);
     const __m128d power = _mm_and_pd(before, exponentBits);
     const __m128d sum = _mm_sub_pd(sums[s], _mm_mul_pd(power, toAnchor));
-    const __m128d isRight = _mm_and_pd(
-        _mm_cmple_pd(sum, _mm_add_pd(power, power)),
-        _mm_cmpge_pd(before, _mm_set1_pd(static_cast<double>(kSmallestSum))));
+    const __m128d isRight =
+        _mm_and_pd(_mm_cmple_pd(sum, _mm_add_pd(power, power)),
+                   _mm_cmpge_pd(before, _mm_set1_pd(static_cast<double>(kSmallestSum))));
     const int rightLanes = _mm_movemask_pd(isRight);
     if (rightLanes == 3) {
       StorePair(memory, sum);
@@ -248,8 +249,7 @@ void AddSquares(const __m128d* values, int n, ChannelLanes* lanes, int first) {
     StorePair(rounded, sum);
     for (int lane = 0; lane < 2 && first + lane < lanes->count; ++lane) {
       const bool isLaneRight = (rightLanes >> lane & 1) != 0;
-      memory[lane] =
-          isLaneRight ? rounded[lane] : AddSquaresOfLane(values, lane, n, memory[lane]);
+      memory[lane] = isLaneRight ? rounded[lane] : AddSquaresOfLane(values, lane, n, memory[lane]);
     }
   }
 }
@@ -319,19 +319,89 @@ float LargestMagnitude(const float* x, int n) {
   return result;
 }
 
-// Four points in time of one branch in plain single precision: close, not exact.
-__m128 Estimate(const float* x, const PolyphaseBranch& branch) {
-  __m128 acc = _mm_setzero_ps();
-  for (int j = 0; j < kPeakHistory + 1; ++j) {
-    const __m128 factor = _mm_set1_ps(branch.coefficients[j]);
-    acc = _mm_add_ps(_mm_mul_ps(factor, _mm_loadu_ps(x - j)), acc);
+constexpr int kTaps = kPeakHistory + 1;
+
+// Interpolated values in plain single precision: close, not exact. The two samples as
+// far from either end of the taps enter as their sum and their difference. Branches that
+// mirror one another then share two halves, of which one value is the sum and the other
+// the difference, so that the larger magnitude is the sum of both halves' magnitudes.
+class Estimator {
+ public:
+  static constexpr int kParts = 2;
+
+  // A branch, or two that mirror one another.
+  struct Part {
+    const PolyphaseBranch* branch;
+    const PolyphaseBranch* mirrored;  // null for none
+    __m128 sumTaps[kTaps / 2], differenceTaps[kTaps / 2];
+  };
+
+  // False for a bank of more parts: then nothing else may be called.
+  bool Init(const PolyphaseBank& bank) {
+    int count = 0;
+    for (int p = 0; p < bank.count; ++p) {
+      const PolyphaseBranch& branch = bank.branches[p];
+      if (count > 0 && MirrorOneOf(count, branch)) continue;
+      if (count == kParts) return false;
+      Fill(&parts[count++], branch);
+    }
+    if (count < kParts) parts[1] = parts[0];
+    return true;
   }
-  return _mm_andnot_ps(_mm_set1_ps(-0.0F), acc);
-}
+
+  const Part& operator[](int p) const { return parts[p]; }
+
+  // Of each part, the largest magnitude of its branches at four points in time from `x` on.
+  void Estimate(const float* x, __m128 (&largest)[kParts]) const {
+    __m128 even[kParts] = {_mm_setzero_ps(), _mm_setzero_ps()};
+    __m128 odd[kParts] = {_mm_setzero_ps(), _mm_setzero_ps()};
+    for (int j = 0; j < kTaps / 2; ++j) {
+      const __m128 near = _mm_loadu_ps(x - j);
+      const __m128 far = _mm_loadu_ps(x - kPeakHistory + j);
+      const __m128 sum = _mm_add_ps(near, far);
+      const __m128 difference = _mm_sub_ps(near, far);
+      for (int p = 0; p < kParts; ++p) {
+        even[p] = _mm_add_ps(_mm_mul_ps(parts[p].sumTaps[j], sum), even[p]);
+        odd[p] = _mm_add_ps(_mm_mul_ps(parts[p].differenceTaps[j], difference), odd[p]);
+      }
+    }
+    for (int p = 0; p < kParts; ++p) {
+      largest[p] = parts[p].mirrored != nullptr
+                       ? _mm_add_ps(Magnitudes(even[p]), Magnitudes(odd[p]))
+                       : Magnitudes(_mm_add_ps(even[p], odd[p]));
+    }
+  }
+
+ private:
+  bool MirrorOneOf(int count, const PolyphaseBranch& branch) {
+    const auto reversed = std::make_reverse_iterator(branch.coefficients + kTaps);
+    for (int p = 0; p < count; ++p) {
+      const float* const taps = parts[p].branch->coefficients;
+      if (parts[p].mirrored == nullptr && std::equal(taps, taps + kTaps, reversed)) {
+        parts[p].mirrored = &branch;
+        return true;
+      }
+    }
+    return false;
+  }
+
+  static void Fill(Part* part, const PolyphaseBranch& branch) {
+    part->branch = &branch;
+    part->mirrored = nullptr;
+    for (int j = 0; j < kTaps / 2; ++j) {
+      const float near = 0.5F * branch.coefficients[j];
+      const float far = 0.5F * branch.coefficients[kPeakHistory - j];
+      part->sumTaps[j] = _mm_set1_ps(near + far);
+      part->differenceTaps[j] = _mm_set1_ps(near - far);
+    }
+  }
+
+  Part parts[kParts];
+};
 
 float ExactMagnitude(const float* x, const PolyphaseBranch& branch) {
   float acc = 0.0F;
-  for (int j = 0; j < kPeakHistory + 1; ++j) acc = MultiplyAdd(branch.coefficients[j], x[-j], acc);
+  for (int j = 0; j < kTaps; ++j) acc = MultiplyAdd(branch.coefficients[j], x[-j], acc);
   return acc < 0.0F ? -acc : acc;
 }
 
@@ -344,17 +414,23 @@ float ExactPeak(const float* x, const PolyphaseBank& bank) {
   return largest;
 }
 
-// An estimate is off by at most 24 roundings of values below 2.03 times the
-// largest sample: 3e-6 of it.
-constexpr float kErrorShare = 4e-6F;
+// The magnitudes of a branch's taps sum up to 2.03 at most, and those of a part's to twice
+// as much. An estimate takes at most 10 roundings of each term, an exact value 12: together
+// they are off by 10 * 2^-24 * 4.06 + 12 * 2^-24 * 2.03 = 3.9e-6 of the largest sample.
+constexpr float kErrorShare = 6e-6F;
 constexpr float kSmallestEstimated = 1e-30F;
 constexpr float kLargestEstimated = 1e30F;
+
+bool CanEstimate(float top, int n) {
+  return top > kSmallestEstimated && top < kLargestEstimated && n >= 4;
+}
 
 // Estimates of all points are made first; only those that may be 0.0, or not
 // below `exactFrom`, are worked out.
 void Peaks(const float* x, int n, const PolyphaseBank& bank, float exactFrom, float* peaks) {
   const float top = LargestMagnitude(x - kPeakHistory, n + kPeakHistory);
-  if (!(top > kSmallestEstimated && top < kLargestEstimated) || n < 4) {
+  Estimator estimator;
+  if (!CanEstimate(top, n) || !estimator.Init(bank)) {
     kPlainKernels.peaks(x, n, bank, exactFrom, peaks);
     return;
   }
@@ -363,10 +439,9 @@ void Peaks(const float* x, int n, const PolyphaseBank& bank, float exactFrom, fl
   const __m128 high = _mm_set1_ps(exactFrom - error);
   for (int i = 0; i < n; i += 4) {
     const int start = i + 4 <= n ? i : n - 4;  // the last four again, where fewer are left
-    __m128 largest = Estimate(x + start, bank.branches[0]);
-    for (int p = 1; p < bank.count; ++p) {
-      largest = _mm_max_ps(Estimate(x + start, bank.branches[p]), largest);
-    }
+    __m128 estimates[Estimator::kParts];
+    estimator.Estimate(x + start, estimates);
+    const __m128 largest = _mm_max_ps(estimates[0], estimates[1]);
     _mm_storeu_ps(peaks + start, largest);
     int doubtful =
         _mm_movemask_ps(_mm_or_ps(_mm_cmpngt_ps(largest, low), _mm_cmpnlt_ps(largest, high)));
@@ -376,25 +451,32 @@ void Peaks(const float* x, int n, const PolyphaseBank& bank, float exactFrom, fl
   }
 }
 
-// Estimates of all points are made first; only those that can be the largest are
-// worked out.
-float TruePeak(const float* x, int n, const PolyphaseBank& bank) {
+bool HasNaN(const float* x, int n) {
+  return std::any_of(x, x + n, [](float v) { return v != v; });
+}
+
+// Estimates come first; only what can be the largest is worked out.
+float TruePeak(const float* x, int n, const PolyphaseBank& bank, float exactAbove) {
   const float top = LargestMagnitude(x - kPeakHistory, n + kPeakHistory);
-  if (!(top > kSmallestEstimated && top < kLargestEstimated) || n < 4) {
-    return kPlainKernels.truePeak(x, n, bank);
+  Estimator estimator;
+  if (!CanEstimate(top, n) || HasNaN(x - kPeakHistory, kTaps) || !estimator.Init(bank)) {
+    return kPlainKernels.truePeak(x, n, bank, exactAbove);
   }
   const float error = top * kErrorShare;
-  float largest = ExactMagnitude(x, bank.branches[0]);
-  if (!(largest == largest)) return largest;
+  float largest = exactAbove;
   for (int i = 0; i < n; i += 4) {
     const int start = i + 4 <= n ? i : n - 4;  // the last four again, where fewer are left
-    for (int p = 0; p < bank.count; ++p) {
-      const __m128 estimates = Estimate(x + start, bank.branches[p]);
-      int candidates = _mm_movemask_ps(_mm_cmpnlt_ps(estimates, _mm_set1_ps(largest - error)));
-      for (int point = start; candidates != 0; ++point, candidates >>= 1) {
+    __m128 estimates[Estimator::kParts];
+    estimator.Estimate(x + start, estimates);
+    for (int p = 0; p < Estimator::kParts; ++p) {
+      int candidates = _mm_movemask_ps(_mm_cmpnlt_ps(estimates[p], _mm_set1_ps(largest - error)));
+      for (const float* point = x + start; candidates != 0; ++point, candidates >>= 1) {
         if ((candidates & 1) == 0) continue;
-        const float exact = ExactMagnitude(x + point, bank.branches[p]);
-        if (largest < exact) largest = exact;
+        for (const PolyphaseBranch* branch : {estimator[p].branch, estimator[p].mirrored}) {
+          if (branch == nullptr) continue;
+          const float exact = ExactMagnitude(point, *branch);
+          if (largest < exact) largest = exact;
+        }
       }
     }
   }

@@ -104,7 +104,7 @@ float TruePeakMeter::MeasureChunk(int channel, const float* chunk, int n, float*
   }
   std::reverse(scratch, scratch + kPeakHistory);
   std::copy(chunk, chunk + n, scratch + kPeakHistory);
-  const float peak = kernels.truePeak(scratch + kPeakHistory, n, *bank);
+  const float peak = kernels.truePeak(scratch + kPeakHistory, n, *bank, largest);
   if (peak <= largest) return kNoNews;
   if (peak > largest) largest = peak;
   return ToDecibels(peak);

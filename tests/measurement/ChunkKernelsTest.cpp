@@ -29,8 +29,11 @@ constexpr float kTapsUp[12] = {0.00171F, 0.011F, -0.0197F, 0.0332F,  -0.0594F, 0
                                0.972F,   -0.1F,  0.0476F,  -0.0266F, 0.0149F,  -0.0083F};
 constexpr float kTapsDown[12] = {-0.0292F, 0.0293F, -0.0518F, 0.0891F,  -0.1665F, 0.4651F,
                                  0.7798F,  -0.2F,   0.1016F,  -0.0582F, 0.0331F,  -0.0189F};
-constexpr PolyphaseBranch kBranches[] = {{kTapsUp, 12}, {kTapsDown, 12}};
-constexpr PolyphaseBank kBank = {kBranches, 2};
+constexpr float kTapsUpMirrored[12] = {-0.0083F, 0.0149F,  -0.0266F, 0.0476F,  -0.1F,  0.972F,
+                                       0.137F,   -0.0594F, 0.0332F,  -0.0197F, 0.011F, 0.00171F};
+// The second is no one's mirror image.
+constexpr PolyphaseBranch kBranches[] = {{kTapsUp, 12}, {kTapsDown, 12}, {kTapsUpMirrored, 12}};
+constexpr PolyphaseBank kBanks[] = {{kBranches, 1}, {kBranches, 2}, {kBranches, 3}};
 
 std::vector<float> RandomSamples(support::NoiseSource* noise, std::size_t length) {
   return measurement_tests::RandomRun(noise, length, noise->NextBelow(8) == 0);
@@ -118,21 +121,26 @@ TEST(ChunkKernels, PeaksAgreeWithThePlainOnes) {
         RandomSamples(&noise, static_cast<std::size_t>(n) + kPeakHistory);
     const float* const x = samples.data() + kPeakHistory;
     const float exactFrom = static_cast<float>(noise.NextBelow(100)) / 100.0F;
+    const PolyphaseBank& bank = kBanks[noise.NextBelow(3)];
+    const float peak = kPlainKernels.truePeak(x, n, bank, 0.0F);
+    const float limits[] = {0.0F, -1.0F, exactFrom, peak, std::nextafter(peak, 0.0F)};
+    const float exactAbove = limits[noise.NextBelow(5)];
     std::vector<float> wanted(static_cast<std::size_t>(n));
-    kPlainKernels.peaks(x, n, kBank, exactFrom, wanted.data());
+    kPlainKernels.peaks(x, n, bank, exactFrom, wanted.data());
     for (const ChunkKernels* kernels : FastKernels()) {
       SCOPED_TRACE(std::string(kernels->name) + ", " + std::to_string(n) + " samples");
       ASSERT_BITS_EQ(kPlainKernels.largestMagnitude(x, n), kernels->largestMagnitude(x, n));
-      const float peak = kPlainKernels.truePeak(x, n, kBank);
-      const float got = kernels->truePeak(x, n, kBank);
+      const float got = kernels->truePeak(x, n, bank, exactAbove);
       // A magnitude of 0.0 may come with either sign.
-      if (peak == 0.0F) {
+      if (peak <= exactAbove) {
+        ASSERT_LE(got, exactAbove);
+      } else if (peak == 0.0F) {
         ASSERT_EQ(0.0F, got);
       } else {
         ASSERT_BITS_EQ(peak, got);
       }
       std::vector<float> peaks(static_cast<std::size_t>(n));
-      kernels->peaks(x, n, kBank, exactFrom, peaks.data());
+      kernels->peaks(x, n, bank, exactFrom, peaks.data());
       for (std::size_t i = 0; i < peaks.size(); ++i) {
         const bool isFree = wanted[i] > 0.0F && wanted[i] < exactFrom;
         if (isFree) {
