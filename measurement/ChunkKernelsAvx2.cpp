@@ -38,7 +38,7 @@ template <class V>
 struct Stages {
   using Vector = typename V::Vector;
 
-  Stages(const ChannelLanes& lanes, int first)
+  explicit Stages(const ChannelLanes& lanes)
       : b0(V::Set(lanes.coefficients->firstStageB[0])),
         b1(V::Set(lanes.coefficients->firstStageB[1])),
         b2(V::Set(lanes.coefficients->firstStageB[2])),
@@ -46,12 +46,12 @@ struct Stages {
         a2(V::Set(-lanes.coefficients->firstStageA[2])),
         d1(V::Set(-lanes.coefficients->secondStageA[1])),
         d2(V::Set(-lanes.coefficients->secondStageA[2])),
-        x1(V::Load(lanes.input1 + first)),
-        x2(V::Load(lanes.input2 + first)),
-        y1(V::Load(lanes.middle1 + first)),
-        y2(V::Load(lanes.middle2 + first)),
-        z1(V::Load(lanes.output1 + first)),
-        z2(V::Load(lanes.output2 + first)) {}
+        x1(V::Load(lanes.input1)),
+        x2(V::Load(lanes.input2)),
+        y1(V::Load(lanes.middle1)),
+        y2(V::Load(lanes.middle2)),
+        z1(V::Load(lanes.output1)),
+        z2(V::Load(lanes.output2)) {}
 
   // Adding 0.0 to a product turns -0.0 into 0.0, as a sum from 0.0 does. The
   // second stage's own factors are 1, -2 and 1, whose products are exact.
@@ -75,53 +75,89 @@ struct Stages {
     return z;
   }
 
-  void Save(ChannelLanes* lanes, int first) const {
-    V::Store(lanes->input1 + first, x1);
-    V::Store(lanes->input2 + first, x2);
-    V::Store(lanes->middle1 + first, y1);
-    V::Store(lanes->middle2 + first, y2);
-    V::Store(lanes->output1 + first, z1);
-    V::Store(lanes->output2 + first, z2);
+  void Save(ChannelLanes* lanes) const {
+    V::Store(lanes->input1, x1);
+    V::Store(lanes->input2, x2);
+    V::Store(lanes->middle1, y1);
+    V::Store(lanes->middle2, y2);
+    V::Store(lanes->output1, z1);
+    V::Store(lanes->output2, z2);
   }
 
   Vector b0, b1, b2, a1, a2, d1, d2;
   Vector x1, x2, y1, y2, z1, z2;
 };
 
-// `frames` frames of the lanes from `first`, side by side; unused lanes repeat
-// the first one.
+// Four frames of four channels, side by side.
+void InterleaveRun(const float* const (&rows)[4], int i, float* tile) {
+  __m128 a = _mm_loadu_ps(rows[0] + i);
+  __m128 b = _mm_loadu_ps(rows[1] + i);
+  __m128 c = _mm_loadu_ps(rows[2] + i);
+  __m128 d = _mm_loadu_ps(rows[3] + i);
+  _MM_TRANSPOSE4_PS(a, b, c, d);
+  _mm_store_ps(tile, a);
+  _mm_store_ps(tile + 4, b);
+  _mm_store_ps(tile + 8, c);
+  _mm_store_ps(tile + 12, d);
+}
+
+__m256 LoadHalves(const float* low, const float* high) {
+  return _mm256_insertf128_ps(_mm256_castps128_ps256(_mm_loadu_ps(low)), _mm_loadu_ps(high), 1);
+}
+
+// The same of eight channels.
+void InterleaveRun(const float* const (&rows)[8], int i, float* tile) {
+  const __m256 a = LoadHalves(rows[0] + i, rows[4] + i);
+  const __m256 b = LoadHalves(rows[1] + i, rows[5] + i);
+  const __m256 c = LoadHalves(rows[2] + i, rows[6] + i);
+  const __m256 d = LoadHalves(rows[3] + i, rows[7] + i);
+  const __m256 ab = _mm256_unpacklo_ps(a, b);
+  const __m256 cd = _mm256_unpacklo_ps(c, d);
+  const __m256 upperAb = _mm256_unpackhi_ps(a, b);
+  const __m256 upperCd = _mm256_unpackhi_ps(c, d);
+  _mm256_store_ps(tile, _mm256_shuffle_ps(ab, cd, _MM_SHUFFLE(1, 0, 1, 0)));
+  _mm256_store_ps(tile + 8, _mm256_shuffle_ps(ab, cd, _MM_SHUFFLE(3, 2, 3, 2)));
+  _mm256_store_ps(tile + 16, _mm256_shuffle_ps(upperAb, upperCd, _MM_SHUFFLE(1, 0, 1, 0)));
+  _mm256_store_ps(tile + 24, _mm256_shuffle_ps(upperAb, upperCd, _MM_SHUFFLE(3, 2, 3, 2)));
+}
+
+// `frames` frames of the lanes, side by side; unused lanes repeat the first one.
 template <class V>
-void Interleave(const ChannelLanes& lanes, int first, int from, int frames, float* tile) {
+void Interleave(const ChannelLanes& lanes, int from, int frames, float* tile) {
+  const float* rows[V::kWidth];
   for (int lane = 0; lane < V::kWidth; ++lane) {
-    const int source = first + lane < lanes.count ? first + lane : first;
-    const float* const x = lanes.samples[source] + from;
-    for (int i = 0; i < frames; ++i) tile[i * V::kWidth + lane] = x[i];
+    rows[lane] = lanes.samples[lane < lanes.count ? lane : 0] + from;
+  }
+  int i = 0;
+  for (; i + 4 <= frames; i += 4) InterleaveRun(rows, i, tile + i * V::kWidth);
+  for (; i < frames; ++i) {
+    for (int lane = 0; lane < V::kWidth; ++lane) tile[i * V::kWidth + lane] = rows[lane][i];
   }
 }
 
 template <class V>
-void WeightAndSumLanes(ChannelLanes* lanes, int first, int n) {
+void WeightAndSumLanes(ChannelLanes* lanes, int n) {
   using Vector = typename V::Vector;
-  Stages<V> stages(*lanes, first);
+  Stages<V> stages(*lanes);
   Vector sums[kLaneSums];
-  for (int s = 0; s < kLaneSums; ++s) sums[s] = V::Load(lanes->sums[s] + first);
+  for (int s = 0; s < kLaneSums; ++s) sums[s] = V::Load(lanes->sums[s]);
   alignas(32) float tile[kTileFrames * V::kWidth];
   for (int from = 0; from < n; from += kTileFrames) {
     const int frames = n - from < kTileFrames ? n - from : kTileFrames;
-    Interleave<V>(*lanes, first, from, frames, tile);
+    Interleave<V>(*lanes, from, frames, tile);
     for (int i = 0; i < frames; ++i) {
       const Vector z = stages.Next(V::Load(tile + i * V::kWidth));
       for (Vector& sum : sums) sum = V::Fused(z, z, sum);
     }
   }
-  stages.Save(lanes, first);
-  for (int s = 0; s < kLaneSums; ++s) V::Store(lanes->sums[s] + first, sums[s]);
+  stages.Save(lanes);
+  for (int s = 0; s < kLaneSums; ++s) V::Store(lanes->sums[s], sums[s]);
 }
 
 // Two channels leave half a vector idle, and their eight sums would cost eight
 // operations a frame: here four sums of both fill one vector.
 void WeightAndSumPair(ChannelLanes* lanes, int n) {
-  Stages<Four> stages(*lanes, 0);
+  Stages<Four> stages(*lanes);
   const int second = lanes->count > 1 ? 1 : 0;
   const float* const left = lanes->samples[0];
   const float* const right = lanes->samples[second];
@@ -139,7 +175,7 @@ void WeightAndSumPair(ChannelLanes* lanes, int n) {
     momentary = _mm256_fmadd_ps(pairs, pairs, momentary);
     shortTerm = _mm256_fmadd_ps(pairs, pairs, shortTerm);
   }
-  stages.Save(lanes, 0);
+  stages.Save(lanes);
   _mm256_store_ps(sums, momentary);
   _mm256_store_ps(sums + 8, shortTerm);
   for (int s = 0; s < kLaneSums; ++s) {
@@ -152,9 +188,9 @@ void WeightAndSum(ChannelLanes* lanes, int n) {
   if (lanes->count <= 2) {
     WeightAndSumPair(lanes, n);
   } else if (lanes->count <= 4) {
-    WeightAndSumLanes<Four>(lanes, 0, n);
+    WeightAndSumLanes<Four>(lanes, n);
   } else {
-    WeightAndSumLanes<Eight>(lanes, 0, n);
+    WeightAndSumLanes<Eight>(lanes, n);
   }
   for (int lane = 0; lane < lanes->count; ++lane) lanes->samples[lane] += n;
 }
