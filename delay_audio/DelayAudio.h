@@ -113,6 +113,9 @@ class DelayAudio {
   // The same for `count` samples from `s` on.
   static void ReadSamples(const PcmUnit& unit, std::uint32_t s, std::uint32_t count, int c,
                           float* out);
+  // The same for `channelCount` channels: each into its entry of `outs`.
+  static void ReadFrames(const PcmUnit& unit, std::uint32_t s, std::uint32_t count,
+                         const MeasuredChannel* channels, int channelCount, float* const* outs);
 
   // The state of a job, for tests and for a program that links the instance in.
   const CheckedList<TrackMeasurement>& Results() const { return results; }

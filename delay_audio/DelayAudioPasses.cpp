@@ -31,6 +31,24 @@ void DelayAudio::ReadSamples(const PcmUnit& unit, std::uint32_t s, std::uint32_t
   ActiveKernels().fromPcm(first, stride, count, out);
 }
 
+void DelayAudio::ReadFrames(const PcmUnit& unit, std::uint32_t s, std::uint32_t count,
+                            const MeasuredChannel* channels, int channelCount, float* const* outs) {
+  for (int first = 0; first < channelCount;) {
+    const int c = channels[first].c;
+    if (c >= kPcmUnitChannels) FatalStop("channel beyond the unit's");
+    const int most = std::min(channelCount - first, kMaxLanes);
+    int together = 1;
+    while (together < most && channels[first + together].c < kPcmUnitChannels &&
+           unit.stride[channels[first + together].c] == unit.stride[c] &&
+           unit.data[channels[first + together].c] == unit.data[c] + together) {
+      ++together;
+    }
+    const std::size_t stride = unit.stride[c];
+    ActiveKernels().fromPcmFrames(unit.data[c] + s * stride, stride, together, count, outs + first);
+    first += together;
+  }
+}
+
 void DelayAudio::StartSequence() {
   ResetTrackObjects();
   CreateTrackObjects();
@@ -68,10 +86,11 @@ void DelayAudio::DeliverFirstOfTwo(const PcmUnit& unit) {
   for (std::uint32_t s = 0; s < unit.sampleCount;) {
     const std::uint32_t frames = FramesToFullChunk(channels, count, unit.sampleCount - s);
     MakeInputRoom(channels, count, frames);
+    float* samples[kMaxChannels];
     for (int i = 0; i < count; ++i) {
-      const int c = channels[i].c;
-      ReadSamples(unit, s, frames, c, inputAccumulators[Index(c)].Extend(frames));
+      samples[i] = inputAccumulators[Index(channels[i].c)].Extend(frames);
     }
+    ReadFrames(unit, s, frames, channels, count, samples);
     FinishFrames(channels, count, frames);
     s += frames;
   }

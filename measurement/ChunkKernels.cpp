@@ -74,6 +74,11 @@ void FromPcm(const std::int16_t* pcm, std::size_t stride, std::size_t n, float* 
   }
 }
 
+void FromPcmFrames(const std::int16_t* pcm, std::size_t stride, int channels, std::size_t n,
+                   float* const* outs) {
+  for (int c = 0; c < channels; ++c) FromPcm(pcm + c, stride, n, outs[c]);
+}
+
 void ToPcm(const float* x, std::size_t n, std::int16_t* pcm) {
   for (std::size_t i = 0; i < n; ++i) {
     float v = x[i];
@@ -115,8 +120,9 @@ const KernelList& Kernels() {
 
 }  // namespace
 
-const ChunkKernels kPlainKernels = {"plain", WeightAndSum, LargestMagnitude, TruePeak, Peaks,
-                                    FromPcm, ToPcm,        DecibelsToGains};
+const ChunkKernels kPlainKernels = {"plain",       WeightAndSum, LargestMagnitude,
+                                    TruePeak,      Peaks,        FromPcm,
+                                    FromPcmFrames, ToPcm,        DecibelsToGains};
 
 const ChunkKernels* const* AvailableKernels(int* count) {
   *count = Kernels().count;

@@ -51,6 +51,11 @@ struct ChunkKernels {
   // `n` 16-bit samples that lie `stride` samples apart: each divided by 32767.
   void (*fromPcm)(const std::int16_t* pcm, std::size_t stride, std::size_t n, float* out);
 
+  // The same for `channels` channels, up to kMaxLanes, that lie side by side in each of
+  // `n` frames: each into its entry of `outs`.
+  void (*fromPcmFrames)(const std::int16_t* pcm, std::size_t stride, int channels, std::size_t n,
+                        float* const* outs);
+
   // Each limited to full scale, times 32767, cut towards zero; NaN becomes 0.
   // Deliberate: no rounding, so most positive values come back one step lower when
   // they were not changed.

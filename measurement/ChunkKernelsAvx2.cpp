@@ -311,6 +311,45 @@ void FromPcm(const std::int16_t* pcm, std::size_t stride, std::size_t n, float* 
   for (; i < n; ++i) out[i] = static_cast<float>(pcm[i * stride]) / 32767.0F;
 }
 
+// Eight frames of eight neighbouring samples: of each channel its eight.
+void SplitFrames(const std::int16_t* pcm, std::size_t stride, __m128i (&channels)[8]) {
+  const auto frame = [&](std::size_t i) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(pcm + i * stride));
+  };
+  __m128i lower[4], upper[4];  // channels 0 to 3 and 4 to 7 of two frames each
+  for (std::size_t i = 0; i < 4; ++i) {
+    lower[i] = _mm_unpacklo_epi16(frame(2 * i), frame(2 * i + 1));
+    upper[i] = _mm_unpackhi_epi16(frame(2 * i), frame(2 * i + 1));
+  }
+  const auto split = [](const __m128i(&half)[4], __m128i* four) {
+    const __m128i a = _mm_unpacklo_epi32(half[0], half[1]);
+    const __m128i b = _mm_unpacklo_epi32(half[2], half[3]);
+    const __m128i c = _mm_unpackhi_epi32(half[0], half[1]);
+    const __m128i d = _mm_unpackhi_epi32(half[2], half[3]);
+    four[0] = _mm_unpacklo_epi64(a, b);
+    four[1] = _mm_unpackhi_epi64(a, b);
+    four[2] = _mm_unpacklo_epi64(c, d);
+    four[3] = _mm_unpackhi_epi64(c, d);
+  };
+  split(lower, channels);
+  split(upper, channels + 4);
+}
+
+void FromPcmFrames(const std::int16_t* pcm, std::size_t stride, int channels, std::size_t n,
+                   float* const* outs) {
+  std::size_t i = 0;
+  // Eight samples are loaded of each frame, also where a frame has fewer.
+  const std::size_t length = n == 0 ? 0 : (n - 1) * stride + static_cast<std::size_t>(channels);
+  for (; channels > 2 && i + 8 <= n && (i + 7) * stride + 8 <= length; i += 8) {
+    __m128i split[8];
+    SplitFrames(pcm + i * stride, stride, split);
+    for (int c = 0; c < channels; ++c) {
+      _mm256_storeu_ps(outs[c] + i, OverFullScale(_mm256_cvtepi16_epi32(split[c])));
+    }
+  }
+  for (int c = 0; c < channels; ++c) FromPcm(pcm + i * stride + c, stride, n - i, outs[c] + i);
+}
+
 __m128i ScaledAndCut(__m128 v) {
   return _mm256_cvttpd_epi32(_mm256_mul_pd(_mm256_cvtps_pd(v), _mm256_set1_pd(32767.0)));
 }
@@ -408,7 +447,8 @@ void DecibelsToGains(float* values, std::size_t n) {
 
 }  // namespace
 
-const ChunkKernels kAvx2Kernels = {"AVX2+FMA", WeightAndSum, LargestMagnitude, TruePeak, Peaks,
-                                   FromPcm,    ToPcm,        DecibelsToGains};
+const ChunkKernels kAvx2Kernels = {"AVX2+FMA",    WeightAndSum, LargestMagnitude,
+                                   TruePeak,      Peaks,        FromPcm,
+                                   FromPcmFrames, ToPcm,        DecibelsToGains};
 
 }  // namespace harvane

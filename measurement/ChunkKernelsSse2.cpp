@@ -512,6 +512,11 @@ void FromPcm(const std::int16_t* pcm, std::size_t stride, std::size_t n, float* 
   for (; i < n; ++i) out[i] = static_cast<float>(pcm[i * stride]) / 32767.0F;
 }
 
+void FromPcmFrames(const std::int16_t* pcm, std::size_t stride, int channels, std::size_t n,
+                   float* const* outs) {
+  for (int c = 0; c < channels; ++c) FromPcm(pcm + c, stride, n, outs[c]);
+}
+
 // Of two operands, the minimum and the maximum are the second where one is NaN.
 void ToPcm(const float* x, std::size_t n, std::int16_t* pcm) {
   const __m128d scale = _mm_set1_pd(32767.0);
@@ -533,7 +538,8 @@ void DecibelsToGains(float* values, std::size_t n) { kPlainKernels.decibelsToGai
 
 }  // namespace
 
-const ChunkKernels kSse2Kernels = {"SSE2",  WeightAndSum, LargestMagnitude, TruePeak, Peaks,
-                                   FromPcm, ToPcm,        DecibelsToGains};
+const ChunkKernels kSse2Kernels = {"SSE2",        WeightAndSum, LargestMagnitude,
+                                   TruePeak,      Peaks,        FromPcm,
+                                   FromPcmFrames, ToPcm,        DecibelsToGains};
 
 }  // namespace harvane

@@ -197,6 +197,39 @@ TEST(ChunkKernels, PcmIsReadNoFurtherThanItsLastSample) {
   }
 }
 
+// Each channel by itself is the statement; a block that ends with the last sample tells of a load
+// beyond it.
+TEST(ChunkKernels, PcmFramesAreSplitIntoTheirChannels) {
+  support::ForEachSeed(2000, [](std::uint64_t seed) {
+    support::NoiseSource noise(seed);
+    const int channels = RandomInt(&noise, 1, kMaxLanes);
+    const auto width = static_cast<std::size_t>(channels);
+    const std::size_t stride = width + noise.NextBelow(4) * noise.NextBelow(9);
+    const std::size_t n = noise.NextBelow(40);
+    const std::size_t length = n == 0 ? 0 : (n - 1) * stride + width;
+    const auto pcm = std::make_unique<std::int16_t[]>(length);
+    for (std::size_t i = 0; i < length; ++i) {
+      pcm[i] = static_cast<std::int16_t>(static_cast<int>(noise.NextBelow(65536)) - 32768);
+    }
+    std::vector<std::vector<float>> wanted(width, std::vector<float>(n));
+    for (std::size_t c = 0; c < width && n != 0; ++c) {
+      kPlainKernels.fromPcm(pcm.get() + c, stride, n, wanted[c].data());
+    }
+    int count = 0;
+    const ChunkKernels* const* const all = AvailableKernels(&count);
+    for (int k = 0; k < count; ++k) {
+      std::vector<std::vector<float>> got(width, std::vector<float>(n));
+      float* outs[kMaxLanes] = {};
+      for (std::size_t c = 0; c < width; ++c) outs[c] = got[c].data();
+      all[k]->fromPcmFrames(pcm.get(), stride, channels, n, outs);
+      for (std::size_t c = 0; c < width; ++c) {
+        ASSERT_TRUE(support::SameLists(wanted[c], got[c]))
+            << all[k]->name << ", channel " << c << " of " << width << ", " << n << " frames";
+      }
+    }
+  });
+}
+
 TEST(ChunkKernels, PcmOutIsThePlainOne) {
   support::ForEachSeed(10000, [](std::uint64_t seed) {
     support::NoiseSource noise(seed);
