@@ -53,21 +53,26 @@ struct Stages {
         z1(V::Load(lanes.output1)),
         z2(V::Load(lanes.output2)) {}
 
-  // Adding 0.0 to a product turns -0.0 into 0.0, as a sum from 0.0 does. The
-  // second stage's own factors are 1, -2 and 1, whose products are exact.
-  Vector Next(Vector x) {
-    const Vector zero = V::Set(0.0F);
-    Vector y = V::Plus(V::Times(b0, x), zero);
+  // The terms of the first stage that come from its inputs. Adding 0.0 to a product
+  // turns -0.0 into 0.0, as a sum from 0.0 does.
+  Vector Feed(Vector x) {
+    Vector y = V::Plus(V::Times(b0, x), V::Set(0.0F));
     y = V::Fused(b1, x1, y);
     y = V::Fused(b2, x2, y);
+    x2 = x1;
+    x1 = x;
+    return y;
+  }
+
+  // The rest of both stages. The second stage's own factors are 1, -2 and 1, whose
+  // products are exact.
+  Vector Finish(Vector y) {
     y = V::Fused(a1, y1, y);
     y = V::Fused(a2, y2, y);
-    Vector z = V::Fused(V::Set(-2.0F), y1, V::Plus(y, zero));
+    Vector z = V::Fused(V::Set(-2.0F), y1, V::Plus(y, V::Set(0.0F)));
     z = V::Plus(z, y2);
     z = V::Fused(d1, z1, z);
     z = V::Fused(d2, z2, z);
-    x2 = x1;
-    x1 = x;
     y2 = y1;
     y1 = y;
     z2 = z1;
@@ -121,17 +126,25 @@ void InterleaveRun(const float* const (&rows)[8], int i, float* tile) {
   _mm256_store_ps(tile + 24, _mm256_shuffle_ps(upperAb, upperCd, _MM_SHUFFLE(3, 2, 3, 2)));
 }
 
-// `frames` frames of the lanes, side by side; unused lanes repeat the first one.
+// `frames` frames of the lanes, side by side, as the stages take them in; unused lanes
+// repeat the first one.
 template <class V>
-void Interleave(const ChannelLanes& lanes, int from, int frames, float* tile) {
+void FeedTile(const ChannelLanes& lanes, int from, int frames, Stages<V>* stages, float* tile) {
   const float* rows[V::kWidth];
   for (int lane = 0; lane < V::kWidth; ++lane) {
     rows[lane] = lanes.samples[lane < lanes.count ? lane : 0] + from;
   }
+  const auto feed = [&](float* frame) { V::Store(frame, stages->Feed(V::Load(frame))); };
   int i = 0;
-  for (; i + 4 <= frames; i += 4) InterleaveRun(rows, i, tile + i * V::kWidth);
+  for (; i + 4 <= frames; i += 4) {
+    float* const run = tile + i * V::kWidth;
+    InterleaveRun(rows, i, run);
+    for (int k = 0; k < 4; ++k) feed(run + k * V::kWidth);
+  }
   for (; i < frames; ++i) {
-    for (int lane = 0; lane < V::kWidth; ++lane) tile[i * V::kWidth + lane] = rows[lane][i];
+    float* const frame = tile + i * V::kWidth;
+    for (int lane = 0; lane < V::kWidth; ++lane) frame[lane] = rows[lane][i];
+    feed(frame);
   }
 }
 
@@ -144,9 +157,9 @@ void WeightAndSumLanes(ChannelLanes* lanes, int n) {
   alignas(32) float tile[kTileFrames * V::kWidth];
   for (int from = 0; from < n; from += kTileFrames) {
     const int frames = n - from < kTileFrames ? n - from : kTileFrames;
-    Interleave<V>(*lanes, from, frames, tile);
+    FeedTile<V>(*lanes, from, frames, &stages, tile);
     for (int i = 0; i < frames; ++i) {
-      const Vector z = stages.Next(V::Load(tile + i * V::kWidth));
+      const Vector z = stages.Finish(V::Load(tile + i * V::kWidth));
       for (Vector& sum : sums) sum = V::Fused(z, z, sum);
     }
   }
@@ -170,7 +183,7 @@ void WeightAndSumPair(ChannelLanes* lanes, int n) {
   __m256 shortTerm = _mm256_load_ps(sums + 8);
   for (int i = 0; i < n; ++i) {
     const __m128 x = _mm_unpacklo_ps(_mm_load_ss(left + i), _mm_load_ss(right + i));
-    const __m128 z = stages.Next(x);
+    const __m128 z = stages.Finish(stages.Feed(x));
     const __m256 pairs = _mm256_castpd_ps(_mm256_broadcastsd_pd(_mm_castps_pd(z)));
     momentary = _mm256_fmadd_ps(pairs, pairs, momentary);
     shortTerm = _mm256_fmadd_ps(pairs, pairs, shortTerm);
@@ -197,21 +210,24 @@ void WeightAndSum(ChannelLanes* lanes, int n) {
 
 __m256 Magnitude(__m256 v) { return _mm256_andnot_ps(_mm256_set1_ps(-0.0F), v); }
 
+// No lane may be NaN.
 float LargestOf(__m256 v) {
-  alignas(32) float lanes[8];
-  _mm256_store_ps(lanes, v);
-  float largest = lanes[0];
-  for (const float one : lanes) largest = largest < one ? one : largest;
-  return largest;
+  __m128 four = _mm_max_ps(_mm256_castps256_ps128(v), _mm256_extractf128_ps(v, 1));
+  four = _mm_max_ps(four, _mm_movehl_ps(four, four));
+  return _mm_cvtss_f32(_mm_max_ss(four, _mm_movehdup_ps(four)));
 }
 
 // Of two operands, the instruction gives the second where one is NaN: a NaN
 // never enters a maximum that is held there.
 float LargestMagnitude(const float* x, int n) {
   __m256 largest = _mm256_setzero_ps();
+  __m256 other = _mm256_setzero_ps();
   int i = 0;
-  for (; i + 8 <= n; i += 8) largest = _mm256_max_ps(Magnitude(_mm256_loadu_ps(x + i)), largest);
-  float result = LargestOf(largest);
+  for (; i + 16 <= n; i += 16) {
+    largest = _mm256_max_ps(Magnitude(_mm256_loadu_ps(x + i)), largest);
+    other = _mm256_max_ps(Magnitude(_mm256_loadu_ps(x + i + 8)), other);
+  }
+  float result = LargestOf(_mm256_max_ps(largest, other));
   for (; i < n; ++i) {
     const float magnitude = x[i] < 0.0F ? -x[i] : x[i];
     if (result < magnitude) result = magnitude;

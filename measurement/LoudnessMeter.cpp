@@ -147,22 +147,6 @@ StageCoefficients LoudnessMeter::GetSecondStageCoefficients() const {
   return Stage(coefficients->secondStageA, coefficients->secondStageB);
 }
 
-BiquadState LoudnessMeter::GetFirstStageState(int channel) const {
-  return firstStageStates[static_cast<std::size_t>(channel)];
-}
-
-BiquadState LoudnessMeter::GetSecondStageState(int channel) const {
-  return secondStageStates[static_cast<std::size_t>(channel)];
-}
-
-OverlapPowerSums& LoudnessMeter::MomentaryWindows(int channel) const {
-  return *momentaryGatherers[static_cast<std::size_t>(channel)];
-}
-
-OverlapPowerSums& LoudnessMeter::ShortTermWindows(int channel) const {
-  return *shortTermGatherers[static_cast<std::size_t>(channel)];
-}
-
 void LoudnessMeter::OnMomentaryWindow(float meanSquare, int channel, void* owner, int position) {
   static_cast<LoudnessMeter*>(owner)->AddMomentaryValue(Weighted(meanSquare, channel), position);
 }

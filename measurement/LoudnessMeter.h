@@ -73,12 +73,20 @@ class LoudnessMeter {
   const KWeightingCoefficients& Coefficients() const { return *coefficients; }
   // The states are shared, not copied. `channel` must be below `channelCount`:
   // anything else ends the process.
-  BiquadState GetFirstStageState(int channel) const;
-  BiquadState GetSecondStageState(int channel) const;
+  BiquadState GetFirstStageState(int channel) const {
+    return firstStageStates[static_cast<std::size_t>(channel)];
+  }
+  BiquadState GetSecondStageState(int channel) const {
+    return secondStageStates[static_cast<std::size_t>(channel)];
+  }
 
   // Windows of one channel, for whoever feeds several channels at once.
-  OverlapPowerSums& MomentaryWindows(int channel) const;
-  OverlapPowerSums& ShortTermWindows(int channel) const;
+  OverlapPowerSums& MomentaryWindows(int channel) const {
+    return *momentaryGatherers[static_cast<std::size_t>(channel)];
+  }
+  OverlapPowerSums& ShortTermWindows(int channel) const {
+    return *shortTermGatherers[static_cast<std::size_t>(channel)];
+  }
 
   const GatedSeries& IntegratedSeries() const { return integratedSeries; }
   const GatedSeries& RangeSeries() const { return rangeSeries; }

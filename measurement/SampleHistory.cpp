@@ -9,12 +9,4 @@ SampleHistory::SampleHistory(int length)
   cursor = first;
 }
 
-void SampleHistory::ReadNewestFirst(float* out, int count) const {
-  const float* read = cursor == first ? last : cursor - 1;
-  for (int i = 0; i < count; ++i) {
-    out[i] = *read;
-    read = read == first ? last : read - 1;
-  }
-}
-
 }  // namespace harvane

@@ -28,7 +28,16 @@ class SampleHistory {
 
   // Copies `count` values, the newest first. More than `length` values wrap
   // round and give old values again.
-  void ReadNewestFirst(float* out, int count) const;
+  void ReadNewestFirst(float* out, int count) const {
+    const float* read = cursor;
+    for (int i = 0; i < count; ++i) {
+      read = read == first ? last : read - 1;
+      out[i] = *read;
+    }
+  }
+
+  // All values, in no order.
+  const float* Values() const { return first; }
 
  private:
   float* last;

@@ -93,15 +93,15 @@ float TruePeakMeter::MeasureChunk(int channel, const float* chunk, int n, float*
   if (phases == 0) return ToDecibels(chunk[0]);
   constexpr float kNoNews = -std::numeric_limits<float>::infinity();
   SampleHistory& history = *GetHistory(channel);
-  history.ReadNewestFirst(scratch, kPeakHistory);
-  const int kept = std::min(n, kTruePeakTaps);
-  history.PushRun(chunk + n - kept, kept);
   const ChunkKernels& kernels = ActiveKernels();
   // The level of a magnitude rises with it, so only a larger one is news.
-  if (kernels.largestMagnitude(scratch, kPeakHistory) * kLargestSwing <= largest &&
-      kernels.largestMagnitude(chunk, n) * kLargestSwing <= largest) {
-    return kNoNews;
-  }
+  const bool canBeNews =
+      !(kernels.largestMagnitude(history.Values(), kTruePeakTaps) * kLargestSwing <= largest &&
+        kernels.largestMagnitude(chunk, n) * kLargestSwing <= largest);
+  if (canBeNews) history.ReadNewestFirst(scratch, kPeakHistory);
+  const int kept = std::min(n, kTruePeakTaps);
+  history.PushRun(chunk + n - kept, kept);
+  if (!canBeNews) return kNoNews;
   std::reverse(scratch, scratch + kPeakHistory);
   std::copy(chunk, chunk + n, scratch + kPeakHistory);
   const float peak = kernels.truePeak(scratch + kPeakHistory, n, *bank, largest);
