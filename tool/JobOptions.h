@@ -64,10 +64,9 @@ struct JobOptions {
 // Adds the options that are about tracks, targets, the log and the module, each where it makes
 // sense for `kind`, and sets `options->kind`: --layout -c, --allocation, --map, --preset -p,
 // --mode -m, --loudness -l, --short-term -s, --true-peak -t, --param, --lower-only, --tolerance,
-// --quiet-tracks, --converge, --cross-check, --align, --bext, --series, --frame-rate, --log-folder
-// -L,
-// --log-name -N, --entry-name -e, --module -M, --wait-for-log -w. `options` must outlive `command`.
-// Files, outputs, formats and running are others'.
+// --quiet-tracks, --converge, --cross-check, --align, --bext, --series, --frame-rate,
+// --log-folder -L, --log-name -N, --entry-name -e, --module -M, --wait-for-log -w. `options` must
+// outlive `command`. Files, outputs, formats and running are others'.
 void AddJobOptions(CLI::App* command, JobOptions* options, JobKind kind);
 
 // After parsing: reads the texts and files that were named and joins preset and single values,
