@@ -74,7 +74,8 @@ class PendingFile {
   // Open for reading and writing.
   int Number() const { return descriptor.Number(); }
 
-  // Brings the bytes to the disk and gives the file its name.
+  // Brings the bytes to the disk and gives the file its name. Once it returns both are there to
+  // stay; a power cut before leaves the former file or the whole new one.
   void Commit();
 
  private:
