@@ -174,6 +174,13 @@ TEST(ReportPage, TrackHasValuesVerdictsAndPicturesBeforeAboveAfter) {
   EXPECT_EQ(rows.back(), "– integrated loudness−23.0 ±0.5 LUFSnot measured");
 }
 
+TEST(ReportPage, NotesAreAListAndWarningsSayThatTheyAre) {
+  RunResult run;
+  run.files.resize(1);
+  run.files[0].notes = {"note: late", "warning: loud", "plain"};
+  EXPECT_EQ(AllOf(ReportPage(run), "li"), (Texts{"late", "warning: loud", "plain"}));
+}
+
 TEST(ReportPage, TrackWithoutSeriesHasNoPicture) {
   RunResult run;
   run.files = {Judged("a", -23.0, 0.0)};

@@ -429,6 +429,12 @@ std::string PathLine(const char* word, const std::string& path) {
   return fmt::format("<p class=\"facts\">{} <bdi>{}</bdi></p>\n", word, HtmlText(path));
 }
 
+// In a list of notes none needs to say that it is one.
+std::string NoteText(std::string_view note) {
+  constexpr std::string_view kNote = "note: ";
+  return HtmlText(note.substr(note.starts_with(kNote) ? kNote.size() : 0));
+}
+
 std::string FileHtml(std::size_t index, const FileResult& file, const RunResult& run) {
   const std::string name = BaseName(file.input);
   std::string html = fmt::format(
@@ -442,7 +448,7 @@ std::string FileHtml(std::size_t index, const FileResult& file, const RunResult&
   if (!file.error.empty()) html += "<p class=\"error\">" + HtmlText(file.error) + "</p>\n";
   if (!file.notes.empty()) {
     html += "<ul class=\"notes\">\n";
-    for (const std::string& note : file.notes) html += "<li>" + HtmlText(note) + "</li>\n";
+    for (const std::string& note : file.notes) html += "<li>" + NoteText(note) + "</li>\n";
     html += "</ul>\n";
   }
   // The first track stays with the head of the file.

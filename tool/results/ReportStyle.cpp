@@ -96,7 +96,7 @@ svg .momentary, svg .short-term { fill: none; stroke-linejoin: round; stroke-lin
 svg .momentary { stroke: var(--thin); stroke-width: 0.8; }
 svg .short-term { stroke: var(--strong); stroke-width: 1.8; }
 svg .short-term.dense { stroke-width: 1; stroke-opacity: 0.75; }
-svg .casing { stroke: #fff; stroke-width: 3; stroke-opacity: 0.75; }
+svg .casing { stroke: var(--band); stroke-width: 3; stroke-opacity: 0.8; }
 svg .leader { fill: none; stroke: #9aa3ad; stroke-width: 0.7; }
 svg .mark { stroke: #fff; stroke-width: 1; }
 svg .mark.strong { fill: var(--strong); }
