@@ -6,6 +6,7 @@
 #include <limits>
 #include <string>
 
+#include "tests/support/Signals.h"
 #include "tests/support/TestMain.h"
 #include "tests/tool/ResultSamples.h"
 
@@ -225,6 +226,37 @@ TEST(ResultJson, RunThatIsCutIsOneProblem) {
   const ReadResults results = ReadJsonOrLines(text.substr(0, text.size() / 2));
   EXPECT_EQ(results.problems.size(), 1U);
   EXPECT_EQ(results.run.files.size(), 0U);
+}
+
+// Bytes of a text changed, taken out or doubled.
+std::string Damaged(std::string text, support::NoiseSource* noise) {
+  static const std::string kBytes = "\"{}[]:,.-0919eE\\ntu\n\xc3\xff";
+  for (std::uint32_t n = 1 + noise->NextBelow(3); n > 0 && !text.empty(); --n) {
+    const std::size_t place = noise->NextBelow(static_cast<std::uint32_t>(text.size()));
+    const std::size_t length = noise->NextBelow(40);
+    switch (noise->NextBelow(3)) {
+      case 0:
+        text[place] = kBytes[noise->NextBelow(static_cast<std::uint32_t>(kBytes.size()))];
+        break;
+      case 1:
+        text.erase(place, length);
+        break;
+      default:
+        text.insert(place, text.substr(place, length));
+    }
+  }
+  return text;
+}
+
+TEST(ResultJson, DamagedTextIsRefusedOrReadAsWhatIsWrittenAgain) {
+  const std::string whole = ToJson(support::FullRun());
+  support::ForEachSeed(100, [&whole](std::uint64_t seed) {
+    support::NoiseSource noise(seed);
+    const ReadResults results = ReadJsonOrLines(Damaged(whole, &noise));
+    const ReadResults again = ReadJsonOrLines(ToJson(results.run));
+    EXPECT_EQ(again.problems, std::vector<std::string>());
+    EXPECT_EQ(Everything(again.run), Everything(results.run));
+  });
 }
 
 TEST(ResultJson, EmptyTextIsARunWithoutFiles) {
