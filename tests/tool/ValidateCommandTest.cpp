@@ -166,6 +166,8 @@ TEST_F(ValidateCommand, ListNamesTestsWithoutRunningAny) {
   EXPECT_EQ(first.out.find("3  "), std::string::npos);
   const RunResult logs = place.Run("validate --list --level 2 --filter 'Log.E*'");
   EXPECT_EQ(logs.out, "2  Log.EveryFiveSecondsHalfOfWhatWaitsIsWritten\n");
+  const RunResult both = place.Run("validate --filter 'Loading.E*' --filter 'Loading.L*' x --list");
+  EXPECT_EQ(both.out, "1  Loading.ExportsSixteenFunctions\n1  Loading.LoadsAgainAfterUnloading\n");
 }
 
 TEST_F(ValidateCommand, WrongUsageRunsNothing) {

@@ -194,7 +194,7 @@ void AddValidateCommand(CLI::App* app, Run* run) {
   command->add_flag("--list", options->isList, "Print the tests' levels and names, run none");
   command->add_option("--filter", options->filters, "Only tests of such names; may be repeated")
       ->type_name("GLOB")
-      ->expected(1);
+      ->allow_extra_args(false);
   command->add_option("--seed", options->settings.seed, "What chance starts from")
       ->type_name("N")
       ->default_str("1");
