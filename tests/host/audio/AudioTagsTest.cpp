@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -79,6 +80,13 @@ void AddChunks(const std::string& path, const Layout& layout, const Chunks& chun
   support::WriteBytes(path, bytes);
 }
 
+// The chunks are long: a matcher would print them all.
+void ExpectChunks(const Chunks& chunks, const Chunks& wanted) {
+  for (const auto& one : wanted) {
+    EXPECT_TRUE(std::find(chunks.begin(), chunks.end(), one) != chunks.end()) << one.first;
+  }
+}
+
 std::string Label(std::uint32_t cue, const std::string& text) {
   return "adtllabl" + Number(4 + text.size(), 4, false) + Number(cue, 4, false) + text;
 }
@@ -151,7 +159,7 @@ TEST_F(AudioTags, RiffChunksAreCarriedOverByteByByte) {
   const std::string in = Sound("in.wav", SF_FORMAT_WAV);
   AddChunks(in, kRiff, kRiffChunks);
   Copy(in, out, Container::kWav);
-  EXPECT_THAT(ChunksOf(out, kRiff), IsSupersetOf(kRiffChunks));
+  ExpectChunks(ChunksOf(out, kRiff), kRiffChunks);
   EXPECT_EQ(NumberAt(support::ReadBytes(out), 4, 4, false), support::ReadBytes(out).size() - 8);
 }
 
@@ -163,10 +171,10 @@ TEST_F(AudioTags, RiffChunksOfOddLengthEndWithASpaceInRf64) {
     if (data.size() % 2 != 0) data += ' ';
   }
   Copy(in, out, Container::kRf64);
-  EXPECT_THAT(ChunksOf(out, kRiff), IsSupersetOf(wanted));
+  ExpectChunks(ChunksOf(out, kRiff), wanted);
   EXPECT_EQ(NumberAt(support::ReadBytes(out), 20, 8, false), support::ReadBytes(out).size() - 8);
   Copy(out, folder.FileIn("again"), Container::kWav);
-  EXPECT_THAT(ChunksOf(folder.FileIn("again"), kRiff), IsSupersetOf(wanted));
+  ExpectChunks(ChunksOf(folder.FileIn("again"), kRiff), wanted);
 }
 
 TEST_F(AudioTags, ChunksFollowIntoTheLongFormOfWav) {
