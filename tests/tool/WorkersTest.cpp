@@ -67,11 +67,11 @@ TEST_F(Workers, NothingToDoStartsNothing) {
 TEST_F(Workers, SeveralProcessesWorkAtTheSameTime) {
   settings.processes = 4;
   const auto start = std::chrono::steady_clock::now();
-  const Outcome outcome = Run({"sleep 0.5", "sleep 0.5", "sleep 0.5", "sleep 0.5", "say x"});
+  const Outcome outcome = Run({"sleep 1.5", "sleep 1.5", "sleep 1.5", "sleep 1.5", "say x"});
   const std::chrono::duration<double> spent = std::chrono::steady_clock::now() - start;
   EXPECT_EQ(outcome.ends.size(), 5U);
-  EXPECT_LT(spent.count(), 1.9);  // one after the other takes 2
-  EXPECT_GE(outcome.ends.at(0).seconds, 0.5);
+  EXPECT_LT(spent.count(), 5.9);  // one after the other takes 6
+  EXPECT_GE(outcome.ends.at(0).seconds, 1.5);
 }
 
 TEST_F(Workers, ACrashCostsNoOtherJobItsAnswer) {

@@ -117,8 +117,8 @@ std::string LoudnessAxis(const PictureScale& scale) {
   const double span = scale.highest - scale.lowest;
   const double step = span / kGrid > kMostLines ? 2 * kGrid : kGrid;
   std::string svg;
-  for (double level = std::ceil(scale.lowest / step) * step; level <= scale.highest;
-       level += step) {
+  for (int i = static_cast<int>(std::ceil(scale.lowest / step)); i * step <= scale.highest; ++i) {
+    const double level = i * step;
     const double y = Y(scale, level);
     svg += LineSvg(kLeft, y, kRight, y, "grid");
     svg += TextSvg(kLeft - 6, y + 3.5, "tick end", HtmlNumber(level, 0));
@@ -149,7 +149,8 @@ double TimeStep(double seconds) {
 std::string TimeAxis(const PictureScale& scale) {
   const double step = TimeStep(scale.seconds);
   std::string svg;
-  for (double seconds = 0.0; seconds <= scale.seconds; seconds += step) {
+  for (int i = 0; i * step <= scale.seconds; ++i) {
+    const double seconds = i * step;
     const double x = X(scale, seconds);
     svg += LineSvg(x, kBottom, x, kBottom + 4, "axis");
     svg += TextSvg(x, kBottom + 16, "tick middle", ClockText(static_cast<int>(seconds)));

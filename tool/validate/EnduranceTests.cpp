@@ -198,7 +198,7 @@ void ReadSeededDocuments(TestRun& run, int documents) {
     std::string document = whole;
     for (int change = 1 + chance.Below(4); change > 0 && !document.empty(); --change) {
       const auto at = static_cast<std::size_t>(chance.Below(static_cast<int>(document.size())));
-      const auto length = static_cast<std::size_t>(1 + chance.Below(20));
+      const auto length = 1 + static_cast<std::size_t>(chance.Below(20));
       switch (chance.Below(3)) {
         case 0:
           document[at] = static_cast<char>(chance.Below(256));

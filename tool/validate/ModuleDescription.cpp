@@ -19,9 +19,8 @@ std::string TakeBytes(const char* maker, std::uint32_t code, InfoBuffer* record)
   if (record == nullptr || record->release == nullptr) {
     throw ModuleError(std::string(maker) + " made no record");
   }
-  const std::string bytes = record->data == nullptr
-                                ? std::string()
-                                : std::string(static_cast<const char*>(record->data), record->size);
+  std::string bytes;
+  if (record->data != nullptr) bytes.assign(static_cast<const char*>(record->data), record->size);
   record->release(record);
   return bytes;
 }

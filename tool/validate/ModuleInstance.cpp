@@ -309,7 +309,7 @@ Samples Noise(std::uint64_t seed, std::size_t count, int amplitude) {
     std::uint64_t bits = seed += 0x9E3779B97F4A7C15U;
     bits = (bits ^ (bits >> 30)) * 0xBF58476D1CE4E5B9U;
     bits = (bits ^ (bits >> 27)) * 0x94D049BB133111EBU;
-    const auto below = static_cast<std::uint64_t>(2 * amplitude + 1);
+    const auto below = 2 * static_cast<std::uint64_t>(amplitude) + 1;
     sample = static_cast<std::int16_t>(static_cast<int>((bits ^ (bits >> 31)) % below) - amplitude);
   }
   return noise;

@@ -142,9 +142,10 @@ ProbeEnd ModuleProber::Run(const std::vector<std::string>& arguments, const std:
   std::vector<std::string> words = command;
   words.insert(words.end(), arguments.begin(), arguments.end());
   // Wine's root is found by the real home.
-  std::vector<std::string> variables =
-      isWindows ? EnvironmentWithHome(std::getenv("HOME") == nullptr ? "/" : std::getenv("HOME"))
-                : EnvironmentWithHome(folder);
+  const char* const home = std::getenv("HOME");
+  std::vector<std::string> variables = EnvironmentWithHome(!isWindows        ? folder
+                                                           : home == nullptr ? "/"
+                                                                             : home);
   const std::string streams = folder + "/streams";
 
   posix_spawn_file_actions_t actions;
