@@ -151,9 +151,11 @@ TEST(AudioReader, RefusalsNameTheFileAndWhatWouldBeRight) {
   const std::string path = folder.FileIn("x");
   EXPECT_EQ(RefusalOf(path), path + ": cannot be opened: No such file or directory");
   support::WriteBytes(path, "");
-  EXPECT_EQ(RefusalOf(path), path + ": is empty; a WAV, RF64, W64, AIFF, CAF or FLAC file would be right");
+  EXPECT_EQ(RefusalOf(path),
+            path + ": is empty; a WAV, RF64, W64, AIFF, CAF or FLAC file would be right");
   support::WriteBytes(path, "this is no audio at all, only text");
-  EXPECT_THAT(RefusalOf(path), HasSubstr("a WAV, RF64, W64, AIFF, CAF or FLAC file would be right"));
+  EXPECT_THAT(RefusalOf(path),
+              HasSubstr("a WAV, RF64, W64, AIFF, CAF or FLAC file would be right"));
   support::WriteSound(path, kWav16, 48000, 2, {});
   EXPECT_EQ(RefusalOf(path), path + ": is empty: it holds no frame of audio");
   EXPECT_THAT(RefusalOf(folder.Text()), HasSubstr("is a folder"));
