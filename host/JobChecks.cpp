@@ -23,6 +23,12 @@ bool Contains(const Range& range, int value) {
 }  // namespace
 
 void CheckRate(const std::string& path, int rate, std::vector<std::string>* notes) {
+  if (Contains(kQuadRates, rate)) {
+    notes->push_back(
+        fmt::format("note: at {} Hz the module reads the true peak from one sample "
+                    "per chunk; it may stand higher",
+                    rate));
+  }
   if (Contains(kModuleRates, rate)) return;
   const std::string known = fmt::format("{} Hz", fmt::join(kModuleRates, ", "));
   if (rate < kLowestRate || rate > kHighestRate) {

@@ -91,7 +91,7 @@ struct TrackResult {
 // Each has its exit code; a run's is that of its worst file (see ExitCodeOf).
 enum class FileStatus {
   kDone,
-  kSkipped,   // fits already, or its output is there
+  kSkipped,   // fits already: nothing is written
   kFailed,    // the file or its output: unreadable, no such layout, disk full
   kRefused,   // by the module
   kCrashed,   // the worker process died

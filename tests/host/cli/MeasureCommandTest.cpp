@@ -77,6 +77,21 @@ TEST(MeasureCommand, ARateThatTheModuleHasNoTablesForIsAWarning) {
   EXPECT_THAT(run.err, HasSubstr("in.wav: warning: 32000 Hz is none of 44100, 48000, 88200"));
 }
 
+TEST(MeasureCommand, RoughTruePeakOfTheHighestRatesIsSaid) {
+  const Workplace place;
+  for (const int rate : {96000, 176400, 192000}) {
+    WriteSound(place.FileIn("in.wav"), kWav16, rate, 1, QuietNoise(rate, 1, 0.5));
+    const RunResult run = place.Run("measure in.wav");
+    EXPECT_EQ(run.code, 0);
+    const auto isSaid = HasSubstr("in.wav: note: at " + std::to_string(rate) + " Hz the module");
+    if (rate == 96000) {
+      EXPECT_THAT(run.err, testing::Not(isSaid));
+    } else {
+      EXPECT_THAT(run.err, isSaid);
+    }
+  }
+}
+
 TEST(MeasureCommand, AStreamOfUnknownLengthIsMeasured) {
   const Workplace place;
   const std::string path = place.FileIn("in.flac");
