@@ -58,8 +58,10 @@ Chunks ChunksOf(const std::string& path, const Layout& layout) {
   std::size_t place = layout.start;
   while (place < bytes.size()) {
     const std::string id = bytes.substr(place, 4);
-    std::uint64_t size = NumberAt(bytes, place + 4, layout.sizeBytes, layout.isBigEndian);
-    if (id == "data" && bytes.starts_with("RF64")) size = NumberAt(bytes, 28, 8, false);
+    const bool isLong = id == "data" && bytes.starts_with("RF64");
+    const auto size = static_cast<std::size_t>(
+        isLong ? NumberAt(bytes, 28, 8, false)
+               : NumberAt(bytes, place + 4, layout.sizeBytes, layout.isBigEndian));
     place += 4 + static_cast<std::size_t>(layout.sizeBytes);
     EXPECT_LE(place + size, bytes.size()) << id;
     if (id != "data" && id != "SSND") chunks.emplace_back(id, bytes.substr(place, size));
