@@ -1,7 +1,9 @@
 #include "logging/OrvelSingletonLoudnessLogger.h"
 
+#include <chrono>
 #include <exception>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "logging/LogRow.h"
@@ -98,13 +100,14 @@ void OrvelSingletonLoudnessLogger::DrainWithoutWriter() {
 }
 
 void OrvelSingletonLoudnessLogger::DrainHalf(Haste haste) {
-  juce::uint32 hurriedSince = 0;
-  // A writer that went on past its time would be killed at an unknown place.
+  std::optional<std::chrono::steady_clock::time_point> hurriedSince;
+  // A writer that went on past its time would be killed at an unknown place. JUCE's clock of
+  // milliseconds is no measure of it: under Wine it stands still while the server is busy.
   const auto isTimeOver = [&] {
     if (haste == Haste::kNone && !threadShouldExit()) return false;
-    const juce::uint32 now = juce::Time::getMillisecondCounter();
-    if (hurriedSince == 0) hurriedSince = now;
-    return now - hurriedSince > kLastDrainMs;
+    const auto now = std::chrono::steady_clock::now();
+    if (!hurriedSince) hurriedSince = now;
+    return now - *hurriedSince > std::chrono::milliseconds(kLastDrainMs);
   };
   // Deliberate: the counter grows while the queue shrinks, and they meet in the middle.
   for (int i = 0; i < entryCount.load() && !isTimeOver(); ++i) {

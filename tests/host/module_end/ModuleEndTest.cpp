@@ -209,7 +209,7 @@ void RunDrainingTraps(const std::string& end, int jobs, Check check) {
     }
     for (std::thread& thread : threads) thread.join();
     for (std::size_t i = 0; i < now; ++i) {
-      SCOPED_TRACE("repeat " + std::to_string(done + i));
+      SCOPED_TRACE("repeat " + std::to_string(done + i) + ": " + ended[i].output);
       times.Take(ended[i]);
       ExpectOrderly(ended[i]);
       check(folders[i], ended[i]);
