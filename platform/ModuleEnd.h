@@ -25,7 +25,8 @@ void NoteProcessEnd();
 // instance. Nothing to do on Windows, where these threads are gone by then.
 //
 // Cost     two atomic operations.
-// Thread   any; calls may be nested.
+// Thread   any; calls may be nested. No thread-local data: LeakSanitizer falls over that of a
+//          module that is unloaded.
 class ModuleCall {
  public:
   ModuleCall();

@@ -41,9 +41,8 @@ bool ProcessIsEnding() { return false; }
 
 namespace {
 
-std::atomic<int> threadsInside{0};
+std::atomic<int> callsInside{0};
 std::atomic<pid_t> endingThread{0};
-thread_local int callsOfThread = 0;
 
 pid_t ThisThread() { return static_cast<pid_t>(syscall(SYS_gettid)); }
 
@@ -57,24 +56,20 @@ struct EndsModule {
 
 ModuleCall::ModuleCall() {
   static const EndsModule end;
-  if (callsOfThread++ > 0) return;
-  ++threadsInside;
+  ++callsInside;
   if (!IsModuleEnding() || endingThread == ThisThread()) return;
-  --threadsInside;
+  --callsInside;
   for (;;) pause();
 }
 
-ModuleCall::~ModuleCall() {
-  if (--callsOfThread == 0) --threadsInside;
-}
+ModuleCall::~ModuleCall() { --callsInside; }
 
 bool ModuleCall::IsModuleEnding() { return endingThread != 0; }
 
 void ModuleCall::EndModule() {
   pid_t nobody = 0;
   if (!endingThread.compare_exchange_strong(nobody, ThisThread())) return;
-  const int own = callsOfThread > 0 ? 1 : 0;
-  for (int waitedMs = 0; waitedMs < kCallTimeoutMs && threadsInside > own; ++waitedMs) {
+  for (int waitedMs = 0; waitedMs < kCallTimeoutMs && callsInside > 0; ++waitedMs) {
     juce::Thread::sleep(1);
   }
 }
