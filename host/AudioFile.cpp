@@ -1,20 +1,19 @@
 #include "host/AudioFile.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cctype>
 #include <cerrno>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <limits>
 
+#include "host/FileAccess.h"
 #include "host/FileError.h"
 
 namespace harvane {
@@ -49,10 +48,6 @@ constexpr std::array kTextKinds = {SF_STR_TITLE,   SF_STR_COPYRIGHT,   SF_STR_AR
 
 std::size_t BlocksOf(std::size_t samples) {
   return std::clamp(kWaitingSamples / std::max<std::size_t>(samples, 1), kLeastBlocks, kMostBlocks);
-}
-
-FileVersion VersionOf(const struct stat& status) {
-  return {status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
 }
 
 std::string FormatName(int format, int command) {
@@ -200,7 +195,7 @@ std::optional<Container> ContainerOfName(const std::string& path) {
       {".rf64", Container::kRf64}, {".w64", Container::kW64},   {".aif", Container::kAiff},
       {".aiff", Container::kAiff}, {".aifc", Container::kAiff}, {".caf", Container::kCaf},
       {".flac", Container::kFlac}};
-  const std::string ending = Lowered(std::filesystem::path(path).extension().string());
+  const std::string ending = Lowered(PathOf(path).extension().string());
   for (const auto& [known, container] : kEndings) {
     if (ending == known) return container;
   }
@@ -208,7 +203,7 @@ std::optional<Container> ContainerOfName(const std::string& path) {
 }
 
 Container ContainerForName(const std::string& path, Container inherited) {
-  const std::string ending = std::filesystem::path(path).extension().string();
+  const std::string ending = PathOf(path).extension().string();
   if (ending.empty()) return inherited;
   const std::optional<Container> known = ContainerOfName(path);
   if (known) return *known;
@@ -238,24 +233,23 @@ bool CanHold(Container container, const AudioInfo& info, std::int64_t frames, st
 // ---- reading
 
 AudioReader::AudioReader(const std::string& path)
-    // Without O_NONBLOCK a pipe would be waited for.
-    : path(path),
-      descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)),
-      sound(nullptr, sf_close) {
+    : path(path), descriptor(OpenForReading(path)), sound(nullptr, sf_close) {
   if (!descriptor.IsOpen()) throw FileError(path, "cannot be opened: " + SystemText(errno));
-  struct stat status {};
-  if (fstat(descriptor.Number(), &status) != 0) {
+  FileState state{};
+  if (!ReadState(descriptor.Number(), &state)) {
     throw FileError(path, "cannot be read: " + SystemText(errno));
   }
-  if (S_ISDIR(status.st_mode)) throw FileError(path, "is a folder; an audio file would be right");
-  if (!S_ISREG(status.st_mode)) {
+  if (state.kind == FileKind::kFolder) {
+    throw FileError(path, "is a folder; an audio file would be right");
+  }
+  if (state.kind != FileKind::kRegular) {
     throw FileError(path, "is not a regular file, and cannot be read twice");
   }
-  if (status.st_size == 0) {
+  if (state.version.bytes == 0) {
     throw FileError(path, fmt::format("is empty; {}", kRightKinds));
   }
-  identity = {status.st_dev, status.st_ino};
-  version = VersionOf(status);
+  identity = state.identity;
+  version = state.version;
   SF_INFO format{};
   sound.reset(sf_open_fd(descriptor.Number(), SFM_READ, &format, SF_FALSE));
   if (!sound) {
@@ -495,8 +489,8 @@ void AudioReader::Rewind() {
 }
 
 void AudioReader::CheckUnchanged() const {
-  struct stat status {};
-  if (fstat(descriptor.Number(), &status) != 0 || !(VersionOf(status) == version)) {
+  FileState state{};
+  if (!ReadState(descriptor.Number(), &state) || !(state.version == version)) {
     throw FileError(path, "was changed while it was being read");
   }
 }
@@ -518,41 +512,42 @@ struct AudioWriter::Stream {
   }
 
   static sf_count_t Length(void* context) {
-    struct stat status {};
+    FileState state{};
     Stream& stream = Of(context);
-    return stream.Noted(fstat(stream.file->Number(), &status)) < 0 ? 0 : status.st_size;
+    const bool isRead = ReadState(stream.file->Number(), &state);
+    return stream.Noted(isRead ? 0 : -1) < 0 ? 0 : state.version.bytes;
   }
   static sf_count_t Seek(sf_count_t offset, int whence, void* context) {
     Stream& stream = Of(context);
-    return stream.Noted(lseek(stream.file->Number(), offset, whence));
+    return stream.Noted(SeekIn(stream.file->Number(), offset, whence));
   }
   static sf_count_t Read(void* bytes, sf_count_t count, void* context) {
     Stream& stream = Of(context);
     const auto got =
-        stream.Noted(read(stream.file->Number(), bytes, static_cast<std::size_t>(count)));
+        stream.Noted(ReadFrom(stream.file->Number(), bytes, static_cast<std::size_t>(count)));
     return got < 0 ? 0 : got;
   }
   static sf_count_t Write(const void* bytes, sf_count_t count, void* context) {
     Stream& stream = Of(context);
     sf_count_t done = 0;
     while (done < count) {
-      const ssize_t written = write(stream.file->Number(), static_cast<const char*>(bytes) + done,
-                                    static_cast<std::size_t>(count - done));
-      if (written < 0 && errno == EINTR) continue;
+      const std::int64_t written =
+          WriteTo(stream.file->Number(), static_cast<const char*>(bytes) + done,
+                  static_cast<std::size_t>(count - done));
       if (stream.Noted(written) < 0) break;
       done += written;
     }
     stream.unstarted += done;
     if (stream.unstarted >= kBytesToStart) {
       // Only a hint: the file is brought to the disk for certain when it gets its name.
-      sync_file_range(stream.file->Number(), 0, 0, SYNC_FILE_RANGE_WRITE);
+      StartWriting(stream.file->Number());
       stream.unstarted = 0;
     }
     return done;
   }
   static sf_count_t Tell(void* context) {
     Stream& stream = Of(context);
-    return stream.Noted(lseek(stream.file->Number(), 0, SEEK_CUR));
+    return stream.Noted(SeekIn(stream.file->Number(), 0, SEEK_CUR));
   }
 };
 

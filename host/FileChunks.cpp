@@ -1,13 +1,12 @@
 #include "host/FileChunks.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <string>
 #include <string_view>
+
+#include "host/FileAccess.h"
 
 namespace harvane {
 namespace {
@@ -15,8 +14,8 @@ namespace {
 constexpr std::int64_t kMostBytes = std::int64_t{64} * 1024 * 1024;
 constexpr std::int64_t kLongestHead = 12;  // a CAF chunk's: id and 64 bits
 // Where the length of the whole stands, and what it does not count.
-constexpr off_t kShortLengthPlace = 4;
-constexpr off_t kRf64LengthPlace = 20;
+constexpr std::int64_t kShortLengthPlace = 4;
+constexpr std::int64_t kRf64LengthPlace = 20;
 constexpr std::int64_t kNotCounted = 8;
 
 bool IsKept(ChunkFamily family, std::string_view id) {
@@ -55,7 +54,7 @@ void PutNumber(std::string* bytes, std::uint64_t value, int size, bool isBigEndi
 
 bool IsRf64(int descriptor) {
   char magic[4];
-  return pread(descriptor, magic, sizeof magic, 0) == sizeof magic &&
+  return ReadAt(descriptor, magic, sizeof magic, 0) == sizeof magic &&
          std::memcmp(magic, "RF64", sizeof magic) == 0;
 }
 
@@ -74,13 +73,13 @@ std::string Written(const std::vector<FileChunk>& chunks, ChunkFamily family, bo
   return bytes;
 }
 
-int WriteAt(int descriptor, const std::string& bytes, off_t place) {
+int WriteAllAt(int descriptor, const std::string& bytes, std::int64_t place) {
   std::size_t done = 0;
   while (done < bytes.size()) {
-    const ssize_t written = pwrite(descriptor, bytes.data() + done, bytes.size() - done,
-                                   place + static_cast<off_t>(done));
-    if (written < 0 && errno != EINTR) return errno;
-    if (written > 0) done += static_cast<std::size_t>(written);
+    const std::int64_t written = WriteAt(descriptor, bytes.data() + done, bytes.size() - done,
+                                         place + static_cast<std::int64_t>(done));
+    if (written < 0) return errno;
+    done += static_cast<std::size_t>(written);
   }
   return 0;
 }
@@ -90,7 +89,7 @@ int CorrectLength(int descriptor, ChunkFamily family, bool isRf64, std::int64_t 
   std::string length;
   PutNumber(&length, static_cast<std::uint64_t>(fileBytes - kNotCounted), isRf64 ? 8 : 4,
             family == ChunkFamily::kAiff);
-  return WriteAt(descriptor, length, isRf64 ? kRf64LengthPlace : kShortLengthPlace);
+  return WriteAllAt(descriptor, length, isRf64 ? kRf64LengthPlace : kShortLengthPlace);
 }
 
 }  // namespace
@@ -133,15 +132,16 @@ std::int64_t BytesOf(const std::vector<FileChunk>& chunks) {
 
 int AppendChunks(int descriptor, const std::vector<FileChunk>& chunks, ChunkFamily family) {
   if (chunks.empty()) return 0;
-  struct stat status {};
-  if (fstat(descriptor, &status) != 0) return errno;
+  FileState state{};
+  if (!ReadState(descriptor, &state)) return errno;
+  const std::int64_t length = state.version.bytes;
   const bool isRf64 = IsRf64(descriptor);
   std::string bytes = Written(chunks, family, isRf64);
   // A chunk begins at an even place.
-  if (family != ChunkFamily::kCaf && status.st_size % 2 != 0) bytes.insert(bytes.begin(), '\0');
-  if (const int error = WriteAt(descriptor, bytes, status.st_size); error != 0) return error;
+  if (family != ChunkFamily::kCaf && length % 2 != 0) bytes.insert(bytes.begin(), '\0');
+  if (const int error = WriteAllAt(descriptor, bytes, length); error != 0) return error;
   return CorrectLength(descriptor, family, isRf64,
-                       status.st_size + static_cast<std::int64_t>(bytes.size()));
+                       length + static_cast<std::int64_t>(bytes.size()));
 }
 
 }  // namespace harvane

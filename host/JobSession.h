@@ -10,12 +10,15 @@
 #include "delay_audio/PassObserver.h"
 #include "host/HostSession.h"
 #include "host/ModuleExports.h"
+#ifndef _WIN32
 #include "host/RemoteSession.h"
+#endif
 
 namespace harvane {
 
 // A job on a module of any kind: the one linked into this program, a module file
-// of this platform, or one of Windows, by the operations of HostSession.
+// of this platform, or, elsewhere than on Windows, one of Windows, by the operations of
+// HostSession.
 //
 // Errors     ModuleRefusal; ModuleError for a module file that is of no use.
 // End        a sequence that was not ended is ended, so that the module keeps
@@ -43,9 +46,22 @@ class JobSession {
 
  private:
   std::unique_ptr<LoadedModule> module;  // outlives the session on it
-  std::variant<std::monostate, HostSession, RemoteSession> session;
+#ifdef _WIN32
+  using Session = std::variant<std::monostate, HostSession>;
+#else
+  using Session = std::variant<std::monostate, HostSession, RemoteSession>;
+#endif
+  void LoadModule(const std::string& path);
+  template <class Operation>
+  void Do(Operation operation);
+
+  Session session;
   bool isSequenceOpen = false;
 };
+
+// `path` as that module sees it, for its parameter document: whole, and for a Windows module that
+// runs under Wine as Wine has it. `module`: a module file; empty for the linked one.
+std::string PathForModule(const std::string& module, const std::string& path);
 
 }  // namespace harvane
 

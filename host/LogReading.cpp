@@ -13,6 +13,8 @@
 #include <optional>
 #include <system_error>
 
+#include "host/FileAccess.h"
+
 namespace harvane {
 namespace {
 
@@ -280,7 +282,7 @@ LogReading ReadLog(std::string_view text) noexcept {
 LogReading ReadLogFile(const std::string& path) noexcept {
   return ReadGuarded([&path](LogReading* reading) {
     std::string reason;
-    const std::optional<std::string> bytes = ReadBytes(std::filesystem::path(path), &reason);
+    const std::optional<std::string> bytes = ReadBytes(PathOf(path), &reason);
     if (bytes) {
       ReadLines(*bytes, reading);
     } else {

@@ -1,28 +1,13 @@
 #include "host/PassRecorder.h"
 
-#include <stdlib.h>
-
-#include <cerrno>
-#include <string>
 #include <system_error>
 #include <utility>
 
+#include "host/FileAccess.h"
 #include "host/ParameterDocument.h"
 #include "parameters/ChannelLayouts.h"
 
 namespace harvane {
-namespace {
-
-std::filesystem::path MakePrivateFolder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "harvane-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) {
-    throw std::filesystem::filesystem_error("no temporary folder", pattern,
-                                            std::error_code(errno, std::generic_category()));
-  }
-  return pattern;
-}
-
-}  // namespace
 
 // Room for all tracks, so that the observer never needs memory.
 PassRecorder::PassRecorder() { measurements.reserve(kMaxChannels); }

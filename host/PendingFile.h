@@ -1,42 +1,11 @@
 #ifndef HARVANE_HOST_PENDINGFILE_H
 #define HARVANE_HOST_PENDINGFILE_H
 
-#include <sys/types.h>
-
-#include <cstdint>
-#include <ctime>
 #include <string>
 
+#include "host/FileAccess.h"
+
 namespace harvane {
-
-// An open file; closed at its end.
-class Descriptor {
- public:
-  explicit Descriptor(int number = -1) : number(number) {}
-  ~Descriptor();
-  Descriptor(Descriptor&& other) noexcept : number(other.number) { other.number = -1; }
-  Descriptor& operator=(Descriptor&& other) noexcept;
-  int Number() const { return number; }
-  bool IsOpen() const { return number >= 0; }
-
- private:
-  int number;
-};
-
-// Which file it is, whatever name or link leads to it.
-struct FileIdentity {
-  dev_t device;
-  ino_t inode;
-  bool operator==(const FileIdentity&) const = default;
-};
-
-// Changes when the file is written to.
-struct FileVersion {
-  std::int64_t bytes;
-  std::int64_t seconds;
-  std::int64_t nanoseconds;
-  bool operator==(const FileVersion&) const = default;
-};
 
 // A file that appears under its name whole or not at all.
 //
@@ -44,7 +13,8 @@ struct FileVersion {
 // process ends. On a file system without such files it has a hidden name beside
 // the target, ".harvane-" and 16 digits of chance, which goes with the object and
 // at SIGINT, SIGTERM and SIGHUP, but not when the process is killed; one such
-// file at a time.
+// file at a time. On Windows it has that name always, and the system takes the file away
+// when the process ends, however it does.
 //
 // An existing target is replaced by Commit, unless that is refused; through a symbolic link, the
 // file that the link leads to. For that moment every file has a hidden name, which a killed process
@@ -81,11 +51,11 @@ class PendingFile {
  private:
   void RefuseInput() const;
   [[noreturn]] void RefuseExisting() const;
+  [[noreturn]] void RefuseName(int error) const;
+  // A file that goes with the process; false where there is no such thing.
   bool OpenNameless();
   void OpenHidden();
   std::string HiddenName() const;
-  // Gives the nameless file a name; false where there is one like it.
-  bool LinkAs(const std::string& name) const;
   void ReplaceTarget();
   // Gives the hidden file its name; false where there is one like it.
   bool MoveTo(const std::string& name);
@@ -98,9 +68,6 @@ class PendingFile {
   Existing existing;
   Descriptor descriptor;
 };
-
-// What the system says about `error`, an errno.
-std::string SystemText(int error);
 
 }  // namespace harvane
 

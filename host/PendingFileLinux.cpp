@@ -1,5 +1,3 @@
-#include "host/PendingFile.h"
-
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
@@ -12,12 +10,9 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <random>
-#include <system_error>
-#include <utility>
 
 #include "host/FileError.h"
+#include "host/PendingFile.h"
 
 namespace harvane {
 namespace {
@@ -56,27 +51,14 @@ void KeepAtSignals() {
   }
 }
 
+// Gives a nameless file a name: 0 or an errno.
+int Link(int descriptor, const std::string& name) {
+  const std::string own = fmt::format("/proc/self/fd/{}", descriptor);
+  const int result = linkat(AT_FDCWD, own.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW);
+  return result == 0 ? 0 : errno;
+}
+
 }  // namespace
-
-Descriptor::~Descriptor() {
-  if (number >= 0) close(number);
-}
-
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-  std::swap(number, other.number);
-  return *this;
-}
-
-PendingFile::PendingFile(const std::string& path, const FileIdentity& input, Naming naming,
-                         Existing existing)
-    : path(path), target(path), input(input), existing(existing) {
-  RefuseInput();
-  std::error_code failure;
-  const std::filesystem::path resolved = std::filesystem::weakly_canonical(path, failure);
-  if (!failure && !resolved.empty()) target = resolved.string();
-  folder = std::filesystem::absolute(target).parent_path().string();
-  if (naming == Naming::kHidden || !OpenNameless()) OpenHidden();
-}
 
 PendingFile::~PendingFile() {
   if (hidden.empty()) return;
@@ -89,20 +71,20 @@ void PendingFile::Commit() {
     throw FileError(path, "cannot be written: " + SystemText(errno));
   }
   RefuseInput();
-  if (existing == Existing::kRefused) {
-    if (!(hidden.empty() ? LinkAs(target) : MoveTo(target))) RefuseExisting();
-  } else if (!hidden.empty() || !LinkAs(target)) {
+  const bool isRefused = existing == Existing::kRefused;
+  if (!hidden.empty()) {
+    if (!isRefused) {
+      ReplaceTarget();
+    } else if (!MoveTo(target)) {
+      RefuseExisting();
+    }
+  } else if (const int error = Link(descriptor.Number(), target); error != 0) {
+    if (error != EEXIST) RefuseName(error);
+    if (isRefused) RefuseExisting();
     ReplaceTarget();
   }
   const Descriptor parent(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (parent.IsOpen()) fsync(parent.Number());
-}
-
-bool PendingFile::LinkAs(const std::string& name) const {
-  const std::string own = fmt::format("/proc/self/fd/{}", descriptor.Number());
-  if (linkat(AT_FDCWD, own.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) return true;
-  if (errno == EEXIST) return false;
-  throw FileError(path, "cannot be given its name: " + SystemText(errno));
 }
 
 bool PendingFile::MoveTo(const std::string& name) {
@@ -110,7 +92,7 @@ bool PendingFile::MoveTo(const std::string& name) {
     if (errno == EEXIST) return false;
     // A file system that cannot refuse by itself; the look was a moment ago.
     if (errno != EINVAL || std::rename(hidden.c_str(), name.c_str()) != 0) {
-      throw FileError(path, "cannot be given its name: " + SystemText(errno));
+      RefuseName(errno);
     }
   }
   hidden.clear();
@@ -118,36 +100,18 @@ bool PendingFile::MoveTo(const std::string& name) {
   return true;
 }
 
-void PendingFile::RefuseExisting() const { throw FileError(path, "is there already"); }
-
 void PendingFile::ReplaceTarget() {
   if (hidden.empty()) {
     const std::string name = HiddenName();
     RemoveAtSignals(name);
-    if (!LinkAs(name)) {
-      throw FileError(path, "cannot be given its name: " + name + " is there");
-    }
+    if (const int error = Link(descriptor.Number(), name); error != 0) RefuseName(error);
     hidden = name;
   }
   if (std::rename(hidden.c_str(), target.c_str()) != 0) {
-    throw FileError(path, "cannot be given its name: " + SystemText(errno));
+    RefuseName(errno);
   }
   hidden.clear();
   KeepAtSignals();
-}
-
-void PendingFile::RefuseInput() const {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0) {
-    if (errno == ENOENT) return;
-    throw FileError(path, "cannot be written: " + SystemText(errno));
-  }
-  if (FileIdentity{status.st_dev, status.st_ino} == input) {
-    throw FileError(path, "is the input itself, which is never written over");
-  }
-  if (S_ISDIR(status.st_mode)) throw FileError(path, "is a folder; a file name is needed");
-  if (!S_ISREG(status.st_mode)) throw FileError(path, "is not a regular file");
-  if (existing == Existing::kRefused) RefuseExisting();
 }
 
 bool PendingFile::OpenNameless() {
@@ -166,12 +130,5 @@ void PendingFile::OpenHidden() {
   }
   hidden = name;
 }
-
-std::string PendingFile::HiddenName() const {
-  std::random_device chance;
-  return fmt::format("{}/.harvane-{:08x}{:08x}", folder, chance(), chance());
-}
-
-std::string SystemText(int error) { return std::generic_category().message(error); }
 
 }  // namespace harvane

@@ -7,7 +7,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -15,8 +14,6 @@
 #include <cstring>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <thread>
 
 #include "host/SessionProtocol.h"
@@ -120,21 +117,6 @@ std::string EndText(int status) {
 }
 
 }  // namespace
-
-bool IsWindowsModule(const std::string& path) {
-  constexpr std::streamoff kHeaderOffsetPosition = 0x3C;
-  std::ifstream file(path, std::ios::binary);
-  std::array<char, 2> mark{};
-  std::array<unsigned char, 4> offset{};
-  std::array<char, 4> signature{};
-  if (!file.read(mark.data(), mark.size()) || mark != std::array<char, 2>{'M', 'Z'}) return false;
-  file.seekg(kHeaderOffsetPosition);
-  if (!file.read(reinterpret_cast<char*>(offset.data()), offset.size())) return false;
-  file.seekg(offset[0] | offset[1] << 8 | offset[2] << 16 |
-             static_cast<std::streamoff>(offset[3]) << 24);
-  return file.read(signature.data(), signature.size()) &&
-         signature == std::array<char, 4>{'P', 'E', '\0', '\0'};
-}
 
 std::string WindowsPathOf(const std::string& path) {
   if (path.empty()) return path;

@@ -8,15 +8,12 @@
 
 #include "host/HostSession.h"
 #include "host/ModuleExports.h"
+#include "host/WindowsModule.h"
 
 namespace harvane {
 
 // How long a RemoteSession's end waits for the last log rows and the process.
 inline constexpr int kEndTimeoutMs = 10000;
-
-// True for a file in the format of Windows programs and libraries. False for any
-// other file, and for one that cannot be read.
-bool IsWindowsModule(const std::string& path);
 
 // How Wine sees a file or folder of this machine: "/a/b" is "Z:\host\a\b". A relative
 // path counts from the working directory; symbolic links are followed as far as they
