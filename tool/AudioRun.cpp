@@ -20,6 +20,7 @@
 #include <utility>
 
 #include "delay_audio/PassObserver.h"
+#include "host/FileAccess.h"
 #include "host/FileError.h"
 #include "host/LogPlace.h"
 #include "host/PendingFile.h"
@@ -82,7 +83,7 @@ bool HaveSameTargets(const RunResult& a, const RunResult& b) {
 
 ResultFormat FormatOf(const AudioRunOptions& options) {
   if (options.format) return *options.format;
-  const std::string ending = fs::path(options.resultsFile).extension().string();
+  const std::string ending = PathOf(options.resultsFile).extension().string();
   if (ending == ".json") return ResultFormat::kJson;
   if (ending == ".jsonl") return ResultFormat::kJsonLines;
   if (ending == ".csv") return ResultFormat::kCsv;
@@ -91,12 +92,12 @@ ResultFormat FormatOf(const AudioRunOptions& options) {
 
 void CheckPlace(const std::string& path) {
   if (path.empty()) return;
-  const std::string folder = fs::absolute(path).parent_path().string();
-  if (access(folder.c_str(), W_OK) != 0) {
-    throw UsageError(path + ": cannot be written in its folder: " + SystemText(errno));
+  const std::string folder = fs::absolute(PathOf(path)).parent_path().string();
+  if (const int error = FolderTrouble(folder); error != 0) {
+    throw UsageError(path + ": cannot be written in its folder: " + SystemText(error));
   }
   std::error_code failure;
-  if (fs::is_directory(path, failure)) throw UsageError(path + ": is a folder");
+  if (fs::is_directory(PathOf(path), failure)) throw UsageError(path + ": is a folder");
 }
 
 bool IsVariableSet(const char* name) {
@@ -214,7 +215,7 @@ class AudioRun {
   void TakeEarlierResults() {
     std::error_code failure;
     if (options.resumedFile.empty()) return;
-    if (!fs::exists(options.resumedFile, failure)) {
+    if (!fs::exists(PathOf(options.resumedFile), failure)) {
       Complain(options.resumedFile + ": is not there; the run begins anew");
       return;
     }
@@ -233,7 +234,8 @@ class AudioRun {
       const auto found = earlier.find(files[i].input);
       if (found == earlier.end() || found->second->output != files[i].output) continue;
       const bool isOutputGone = found->second->status == FileStatus::kDone &&
-                                !files[i].output.empty() && !fs::exists(files[i].output, failure);
+                                !files[i].output.empty() &&
+                                !fs::exists(PathOf(files[i].output), failure);
       if (!isOutputGone) Take(i, *found->second);
     }
   }

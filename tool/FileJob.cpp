@@ -1,7 +1,6 @@
 #include "tool/FileJob.h"
 
 #include <fmt/format.h>
-#include <stdlib.h>
 
 #include <algorithm>
 #include <bit>
@@ -15,6 +14,7 @@
 
 #include "delay_audio/PassObserver.h"
 #include "host/AudioFile.h"
+#include "host/FileAccess.h"
 #include "host/FileError.h"
 #include "host/JobChecks.h"
 #include "host/Report.h"
@@ -70,14 +70,7 @@ const char* LayoutName(int format) {
 // A folder for a log that nobody is to see.
 class HiddenLog {
  public:
-  HiddenLog() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "harvane-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) {
-      throw std::filesystem::filesystem_error("no temporary folder", pattern,
-                                              std::error_code(errno, std::generic_category()));
-    }
-    folder = pattern;
-  }
+  HiddenLog() : folder(MakePrivateFolder()) {}
   ~HiddenLog() {
     WriteWaitingLogRows();
     std::error_code ignored;
@@ -244,8 +237,8 @@ class FileRun {
     JobParameters all = base;
     all.numberOfPasses = passes;
     all.groupFormats = job.groupFormats;
-    const std::filesystem::path target(output);
-    all.sourceFileName = std::filesystem::path(input).filename().string();
+    const std::filesystem::path target = PathOf(output);
+    all.sourceFileName = PathOf(input).filename().string();
     all.targetPath = target.parent_path().string();
     all.targetBaseName = target.stem().string();
     return ParameterDocument(all);

@@ -14,6 +14,7 @@
 #include <memory>
 
 #include "host/ChannelMap.h"
+#include "host/FileAccess.h"
 #include "host/ParameterDocument.h"
 #include "tool/Commands.h"
 #include "tool/FileResult.h"
@@ -255,7 +256,7 @@ int PrintParams(const ParamsOptions& options) {
       std::fwrite(document.data(), 1, document.size(), stdout);
       return;
     }
-    std::ofstream file(options.output, std::ios::binary);
+    std::ofstream file(PathOf(options.output), std::ios::binary);
     if (!(file << document).flush()) {
       throw ModuleError(options.output + ": cannot be written");
     }

@@ -1,7 +1,6 @@
 #include "tool/InputFiles.h"
 
 #include <fmt/format.h>
-#include <fnmatch.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -15,7 +14,9 @@
 #include <unordered_set>
 #include <utility>
 
+#include "host/FileAccess.h"
 #include "host/FileError.h"
+#include "tool/NamePattern.h"
 
 namespace harvane {
 namespace {
@@ -29,7 +30,7 @@ const std::map<std::string, Container> kContainers = {
 std::string CheckName(const std::string& text) { return text.empty() ? "is an empty name" : ""; }
 
 std::string CheckSuffix(const std::string& text) {
-  return text.find('/') == std::string::npos ? "" : "is part of a name, without a folder";
+  return PathOf(text).filename() == PathOf(text) ? "" : "is part of a name, without a folder";
 }
 
 bool TakeNumber(const char** start, const char* end, std::size_t* number) {
@@ -57,14 +58,14 @@ class Places {
  public:
   // Of a name in its folder; a link is a place of its own.
   std::string OfName(const fs::path& path) {
-    return OfFolder(path.parent_path()) + "/" + path.filename().string();
+    return OfFolder(path.parent_path()) + "/" + FoldedName(path.filename().string());
   }
   // Of what a name leads to, or will be.
   std::string OfFile(const fs::path& path) {
     std::error_code failure;
     if (!fs::is_symlink(path, failure)) return OfName(path);
     const fs::path resolved = fs::weakly_canonical(path, failure);
-    return failure ? OfName(path) : resolved.string();
+    return failure ? OfName(path) : FoldedName(resolved.string());
   }
   const std::string& OfFolder(const fs::path& folder) {
     const auto [entry, isNew] = folders.try_emplace(folder.string());
@@ -88,9 +89,9 @@ struct Found {
 };
 
 bool Matches(const std::string& pattern, const fs::path& belowFolder) {
-  const bool isName = pattern.find('/') == std::string::npos;
-  const std::string text = isName ? belowFolder.filename().string() : belowFolder.string();
-  return fnmatch(pattern.c_str(), text.c_str(), FNM_CASEFOLD) == 0;
+  const bool isName = !PathOf(pattern).has_parent_path();
+  const fs::path text = isName ? belowFolder.filename() : belowFolder;
+  return MatchesPattern(pattern, text.generic_string(), LetterCase::kIgnored);
 }
 
 bool MatchesAny(const std::vector<std::string>& patterns, const fs::path& belowFolder) {
@@ -102,15 +103,16 @@ bool MatchesAny(const std::vector<std::string>& patterns, const fs::path& belowF
 class Gathering {
  public:
   Gathering(const InputOptions& options, Places* places) : options(options), places(places) {
-    if (!options.outputFolder.empty()) outputFolder = places->OfFolder(options.outputFolder);
+    if (!options.outputFolder.empty())
+      outputFolder = places->OfFolder(PathOf(options.outputFolder));
   }
 
   void Take(const std::string& name) {
     std::error_code failure;
-    if (options.isRecursive && fs::is_directory(name, failure)) {
-      Walk(name, {});
+    if (options.isRecursive && fs::is_directory(PathOf(name), failure)) {
+      Walk(PathOf(name), {});
     } else {
-      Add(name, {}, "");
+      Add(PathOf(name), {}, "");
     }
   }
 
@@ -131,7 +133,7 @@ class Gathering {
       return;
     }
     std::sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) {
-      return a.path().filename().native() < b.path().filename().native();
+      return a.path().filename().string() < b.path().filename().string();
     });
     for (const fs::directory_entry& each : entries) Visit(folder, below, each);
   }
@@ -185,15 +187,15 @@ std::vector<std::string> NamesIn(const std::string& list, std::istream& in, bool
 std::vector<std::string> NamesFrom(const std::string& list, bool isNullSeparated,
                                    std::istream& standardInput) {
   if (list == "-") return NamesIn(list, standardInput, isNullSeparated);
-  std::ifstream file(list, std::ios::binary);
+  std::ifstream file(PathOf(list), std::ios::binary);
   if (!file) throw UsageError(list + ": cannot be opened");
   return NamesIn(list, file, isNullSeparated);
 }
 
 fs::path FolderBelowBase(const InputOptions& options, const std::string& input, Places* places) {
-  const fs::path base = places->OfFolder(options.baseFolder);
-  const fs::path below = fs::path(places->OfFolder(fs::path(input).parent_path()))  //
-                             .lexically_relative(base);
+  const fs::path base = PathOf(places->OfFolder(PathOf(options.baseFolder)));
+  const fs::path below =
+      PathOf(places->OfFolder(PathOf(input).parent_path())).lexically_relative(base);
   if (below.empty() || *below.begin() == "..") {
     throw UsageError(fmt::format("{}: is not in {}, which --base names", input,  //
                                  options.baseFolder));
@@ -203,7 +205,7 @@ fs::path FolderBelowBase(const InputOptions& options, const std::string& input, 
 
 std::string OutputFor(const InputOptions& options, const Found& found, Places* places) {
   if (!options.output.empty()) return options.output;
-  const fs::path name = fs::path(found.file.input).filename();
+  const fs::path name = PathOf(found.file.input).filename();
   const bool isKnownEnding = ContainerOfName(name.string()).has_value();
   // What is no ending of an audio file belongs to the name.
   std::string outputName = (isKnownEnding ? name.stem() : name).string() + options.suffix;
@@ -215,7 +217,7 @@ std::string OutputFor(const InputOptions& options, const Found& found, Places* p
   const fs::path below = options.baseFolder.empty()
                              ? found.relativeFolder
                              : FolderBelowBase(options, found.file.input, places);
-  return (fs::path(options.outputFolder) / below / outputName).string();
+  return (PathOf(options.outputFolder) / below / PathOf(outputName)).string();
 }
 
 void NameOutputs(const InputOptions& options, std::vector<Found>* files, Places* places) {
@@ -224,17 +226,18 @@ void NameOutputs(const InputOptions& options, std::vector<Found>* files, Places*
                                  files->size(), options.output));
   }
   std::error_code failure;
-  if (!options.outputFolder.empty() && fs::exists(options.outputFolder, failure) &&
-      !fs::is_directory(options.outputFolder, failure)) {
+  if (!options.outputFolder.empty() && fs::exists(PathOf(options.outputFolder), failure) &&
+      !fs::is_directory(PathOf(options.outputFolder), failure)) {
     throw UsageError(options.outputFolder + ": is not a folder");
   }
   std::unordered_map<std::string, const InputFile*> inputs;
-  for (const Found& found : *files) inputs.emplace(places->OfFile(found.file.input), &found.file);
+  for (const Found& found : *files)
+    inputs.emplace(places->OfFile(PathOf(found.file.input)), &found.file);
   std::unordered_map<std::string, const InputFile*> outputs;
   for (Found& found : *files) {
     InputFile& file = found.file;
     file.output = OutputFor(options, found, places);
-    const std::string place = places->OfFile(file.output);
+    const std::string place = places->OfFile(PathOf(file.output));
     if (const auto same = inputs.find(place); same != inputs.end()) {
       throw UsageError(
           fmt::format("{} would be written over by what becomes of {}; a --suffix or "
@@ -246,7 +249,7 @@ void NameOutputs(const InputOptions& options, std::vector<Found>* files, Places*
       throw UsageError(fmt::format("{} and {} would both become {}", other->second->input,
                                    file.input, file.output));
     }
-    if (!options.isOverwriting && file.error.empty() && fs::exists(file.output, failure)) {
+    if (!options.isOverwriting && file.error.empty() && fs::exists(PathOf(file.output), failure)) {
       file.error = file.output + ": is there already; --overwrite would be right";
     }
   }
@@ -339,11 +342,10 @@ void AddOutputOptions(CLI::App* command, InputOptions* options) {
   command->add_flag("--overwrite", options->isOverwriting, "Replace outputs that are there");
 }
 
-std::vector<std::string> ArgumentsForParsing(int argumentCount, const char* const* arguments) {
+std::vector<std::string> ArgumentsForParsing(const std::vector<std::string>& arguments) {
   std::vector<std::string> words;
   bool isBehindMark = false;
-  for (int i = 1; i < argumentCount; ++i) {
-    const std::string word = arguments[i];
+  for (const std::string& word : arguments) {
     if (!isBehindMark && word == "--") {
       isBehindMark = true;
     } else {
@@ -379,7 +381,7 @@ std::vector<InputFile> FilesOf(const InputOptions& options, std::istream& standa
 }
 
 void MakeFolderFor(const std::string& output) {
-  const fs::path folder = fs::path(output).parent_path();
+  const fs::path folder = PathOf(output).parent_path();
   if (folder.empty()) return;
   std::error_code failure;
   fs::create_directories(folder, failure);

@@ -54,10 +54,10 @@ void AddInputOptions(CLI::App* command, InputOptions* options);
 // And those of a command that writes: -o, -d, --base, --suffix, --container, --overwrite.
 void AddOutputOptions(CLI::App* command, InputOptions* options);
 
-// A program's arguments without its name, last one first, as CLI::App::parse takes them. What
-// stands behind "--" is a file whatever its name begins with: "-x.wav" becomes "./-x.wav" and the
-// mark itself goes, for CLI11 forgets it at the end of a command's positionals.
-std::vector<std::string> ArgumentsForParsing(int argumentCount, const char* const* arguments);
+// A program's arguments, last one first, as CLI::App::parse takes them. What stands behind "--" is
+// a file whatever its name begins with: "-x.wav" becomes "./-x.wav" and the mark itself goes, for
+// CLI11 forgets it at the end of a command's positionals.
+std::vector<std::string> ArgumentsForParsing(const std::vector<std::string>& arguments);
 
 // One file of a run.
 struct InputFile {
@@ -74,7 +74,7 @@ struct InputFile {
 //            it, from 0, is of shard i mod count + 1: the same on every machine that sees the
 //            same names, in whatever order a list has them.
 // Twice      the same name in the same folder, however the folder is written; the first stays.
-//            Links to one file are several.
+//            Links to one file are several. On Windows the case of letters does not matter.
 // Folders    links to folders are not followed, hidden names and the output folder are passed
 //            over. A pattern has *, ? and [...]; without a slash it stands for a name, else for
 //            the path below the folder, where * also stands for slashes. The case of ASCII

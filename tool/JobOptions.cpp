@@ -10,7 +10,8 @@
 #include <map>
 #include <stdexcept>
 
-#include "host/RemoteSession.h"
+#include "host/FileAccess.h"
+#include "host/JobSession.h"
 #include "tool/TargetSearch.h"
 #include "tool/TrackLayout.h"
 
@@ -44,7 +45,7 @@ std::string CheckText(const std::string& text) {
 }
 
 std::string CheckFileName(const std::string& text) {
-  if (text.find('/') != std::string::npos) return "is a name, without a folder";
+  if (PathOf(text).filename() != PathOf(text)) return "is a name, without a folder";
   return CheckText(text);
 }
 
@@ -197,11 +198,7 @@ void AddLogOptions(CLI::App* command, JobOptions* options) {
 
 // The folder as the module sees it: it may have another working directory.
 std::string LogPathFor(const JobOptions& options) {
-  if (options.logFolder.empty()) return "";
-  if (!options.module.empty() && IsWindowsModule(options.module)) {
-    return WindowsPathOf(options.logFolder);
-  }
-  return std::filesystem::absolute(options.logFolder).lexically_normal().string();
+  return options.logFolder.empty() ? "" : PathForModule(options.module, options.logFolder);
 }
 
 void ResolveTracks(JobOptions* options) {
@@ -286,7 +283,7 @@ void ResolveTargets(JobOptions* options) {
 }
 
 void ReadDocument(JobOptions* options) {
-  std::ifstream file(options->parameterFile, std::ios::binary);
+  std::ifstream file(PathOf(options->parameterFile), std::ios::binary);
   if (!file) {
     throw std::invalid_argument(
         fmt::format("the parameter document {} cannot be read", options->parameterFile));

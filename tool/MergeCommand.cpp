@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "host/FileAccess.h"
 #include "host/FileError.h"
 #include "tool/Commands.h"
 #include "tool/FileResult.h"
@@ -78,7 +79,7 @@ std::vector<std::string> NamesIn(std::istream& in, bool isNullSeparated) {
 std::vector<std::string> ExpectedFiles(const MergeOptions& options) {
   if (options.list.empty()) return {};
   if (options.list == "-") return NamesIn(std::cin, options.isNullSeparated);
-  std::ifstream file(options.list, std::ios::binary);
+  std::ifstream file(PathOf(options.list), std::ios::binary);
   if (!file) throw FileError(options.list, "cannot be opened");
   return NamesIn(file, options.isNullSeparated);
 }

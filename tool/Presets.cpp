@@ -7,6 +7,8 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
+#include "host/FileAccess.h"
+
 namespace harvane {
 namespace {
 
@@ -219,7 +221,7 @@ Preset PresetNamed(const std::string& nameOrPath) {
     if (preset.name == nameOrPath) return preset;
     names += (names.empty() ? "" : ", ") + preset.name;
   }
-  std::ifstream file(nameOrPath, std::ios::binary);
+  std::ifstream file(PathOf(nameOrPath), std::ios::binary);
   if (!file) {
     throw std::invalid_argument(
         fmt::format("\"{}\" is neither a preset nor a file that can be read; the presets are {}",

@@ -11,6 +11,7 @@
 #include "tool/Commands.h"
 #include "tool/FileResult.h"
 #include "tool/InputFiles.h"
+#include "tool/ProgramArguments.h"
 
 namespace {
 
@@ -53,7 +54,7 @@ int main(int argumentCount, char** arguments) {
     // A write beyond the limit of file sizes, or to nobody, shall fail as an error of that file.
     std::signal(SIGXFSZ, SIG_IGN);
     std::signal(SIGPIPE, SIG_IGN);
-    const std::vector<std::string> words(arguments + 1, arguments + argumentCount);
+    const std::vector<std::string> words = harvane::ProgramArguments(argumentCount, arguments);
     harvane::Run run;
     CLI::App app("Loudness by ITU-R BS.1770 and EBU R 128: measures, judges and normalises",
                  "harvane");
@@ -63,7 +64,7 @@ int main(int argumentCount, char** arguments) {
     harvane::AddAudioCommands(&app, words, &run);
     AddOtherCommands(&app, &run);
     try {
-      app.parse(harvane::ArgumentsForParsing(argumentCount, arguments));
+      app.parse(harvane::ArgumentsForParsing(words));
     } catch (const CLI::ParseError& error) {
       return app.exit(error) == 0 ? harvane::kExitDone : harvane::kExitUsage;
     }

@@ -38,9 +38,9 @@ class InputFilesTest : public testing::Test {
     CLI::App* const command = app.add_subcommand("normalise", "");
     AddInputOptions(command, &options);
     AddOutputOptions(command, &options);
-    std::vector<const char*> arguments = {"harvane", "normalise"};
-    for (const std::string& word : words) arguments.push_back(word.c_str());
-    app.parse(ArgumentsForParsing(static_cast<int>(arguments.size()), arguments.data()));
+    std::vector<std::string> arguments = {"normalise"};
+    arguments.insert(arguments.end(), words.begin(), words.end());
+    app.parse(ArgumentsForParsing(arguments));
     return options;
   }
 

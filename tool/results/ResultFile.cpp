@@ -1,12 +1,10 @@
 #include "tool/results/ResultFile.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <array>
 #include <cerrno>
 #include <fstream>
 
+#include "host/FileAccess.h"
 #include "host/FileError.h"
 #include "host/PendingFile.h"
 
@@ -14,13 +12,13 @@ namespace harvane {
 
 std::string ReadWholeFile(const std::string& path) {
   constexpr std::size_t kChunk = 1 << 16;
-  struct stat status {};
-  if (::stat(path.c_str(), &status) != 0) throw FileError(path, SystemText(errno));
+  FileState state{};
+  if (!ReadState(path, &state)) throw FileError(path, SystemText(errno));
   // A pipe is fine: a shell's <(...) is one.
-  if (!S_ISREG(status.st_mode) && !S_ISFIFO(status.st_mode)) {
+  if (state.kind != FileKind::kRegular && state.kind != FileKind::kPipe) {
     throw FileError(path, "is not a file");
   }
-  std::ifstream file(path, std::ios::binary);
+  std::ifstream file(PathOf(path), std::ios::binary);
   if (!file) throw FileError(path, SystemText(errno));
   std::string bytes;
   std::array<char, kChunk> chunk;
@@ -36,8 +34,7 @@ void WriteWholeFile(const std::string& path, std::string_view bytes) {
   constexpr FileIdentity kNone = {};
   PendingFile pending(path, kNone);
   while (!bytes.empty()) {
-    const ssize_t written = ::write(pending.Number(), bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
+    const std::int64_t written = WriteTo(pending.Number(), bytes.data(), bytes.size());
     if (written < 0) throw FileError(path, SystemText(errno));
     bytes.remove_prefix(static_cast<std::size_t>(written));
   }
