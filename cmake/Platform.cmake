@@ -1,10 +1,10 @@
 if(WIN32)
   # Self-contained: no library beside Windows' own.
   add_link_options(-static)
-  # Boost and utf8 are headers only, and the same for every target.
+  # These are headers only, and the same for every target.
   set(HARVANE_HEADER_ONLY ${PROJECT_BINARY_DIR}/header-only)
   file(MAKE_DIRECTORY ${HARVANE_HEADER_ONLY})
-  foreach(headers boost utf8 utf8.h)
+  foreach(headers boost utf8 utf8.h fmt CLI nlohmann)
     file(CREATE_LINK /usr/include/${headers} ${HARVANE_HEADER_ONLY}/${headers} SYMBOLIC)
   endforeach()
   include_directories(SYSTEM ${HARVANE_HEADER_ONLY})
