@@ -17,7 +17,6 @@
 #include "host/AudioFile.h"
 #include "host/FileError.h"
 #include "host/JobChecks.h"
-#include "host/Report.h"
 #include "normalisation/GainDecision.h"
 #include "parameters/ChannelLayouts.h"
 #include "tool/CrossCheck.h"

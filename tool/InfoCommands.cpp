@@ -13,7 +13,7 @@
 #include <map>
 #include <memory>
 
-#include "host/ChannelMap.h"
+#include "host/LayoutNames.h"
 #include "host/ParameterDocument.h"
 #include "tool/Commands.h"
 #include "tool/FileResult.h"
