@@ -86,10 +86,6 @@ void StartWriting(int descriptor);
 // 0 where files can be made in `folder`, as far as the system says so beforehand; else an errno.
 int FolderTrouble(const std::string& folder);
 
-// Makes an empty folder for this user alone, among the temporary files. Throws
-// std::filesystem::filesystem_error.
-std::filesystem::path MakePrivateFolder();
-
 }  // namespace harvane
 
 #endif  // HARVANE_HOST_FILEACCESS_H

@@ -1,10 +1,8 @@
 #include <fcntl.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <system_error>
 
 #include "host/FileAccess.h"
 
@@ -82,15 +80,6 @@ void StartWriting(int descriptor) { sync_file_range(descriptor, 0, 0, SYNC_FILE_
 
 int FolderTrouble(const std::string& folder) {
   return access(folder.c_str(), W_OK) == 0 ? 0 : errno;
-}
-
-std::filesystem::path MakePrivateFolder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "harvane-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) {
-    throw std::filesystem::filesystem_error("no temporary folder", pattern,
-                                            std::error_code(errno, std::generic_category()));
-  }
-  return pattern;
 }
 
 }  // namespace harvane

@@ -9,8 +9,6 @@
 #include <cwchar>
 #include <iterator>
 #include <limits>
-#include <random>
-#include <system_error>
 
 #include "host/FileAccess.h"
 #include "host/WindowsFiles.h"
@@ -21,7 +19,6 @@ namespace {
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 constexpr std::int64_t kTicksPerSecond = 10'000'000;  // of a FILETIME
 constexpr std::int64_t kNanosecondsPerTick = 100;
-constexpr int kFolderTries = 100;
 
 std::int64_t Joined(DWORD high, DWORD low) {
   return static_cast<std::int64_t>(std::uint64_t{high} << 32U | low);
@@ -183,18 +180,6 @@ int FolderTrouble(const std::string& folder) {
   FileState state{};
   if (!ReadState(folder, &state)) return errno;
   return state.kind == FileKind::kFolder ? 0 : ENOTDIR;
-}
-
-// The folder of temporary files is the user's own there.
-std::filesystem::path MakePrivateFolder() {
-  std::random_device chance;
-  const std::filesystem::path place = std::filesystem::temp_directory_path();
-  for (int i = 0; i < kFolderTries; ++i) {
-    const std::filesystem::path folder = place / ("harvane-" + std::to_string(chance()));
-    if (std::filesystem::create_directory(folder)) return folder;
-  }
-  throw std::filesystem::filesystem_error("no temporary folder", place,
-                                          std::make_error_code(std::errc::file_exists));
 }
 
 }  // namespace harvane

@@ -12,12 +12,10 @@
 #include <thread>
 #include <vector>
 
-#include "delay_audio/PassObserver.h"
 #include "host/AudioFile.h"
 #include "host/FileAccess.h"
 #include "host/FileError.h"
 #include "host/JobChecks.h"
-#include "host/Report.h"
 #include "normalisation/GainDecision.h"
 #include "parameters/ChannelLayouts.h"
 #include "tool/CrossCheck.h"
@@ -66,24 +64,6 @@ const char* LayoutName(int format) {
       return "5.1";
   }
 }
-
-// A folder for a log that nobody is to see.
-class HiddenLog {
- public:
-  HiddenLog() : folder(MakePrivateFolder()) {}
-  ~HiddenLog() {
-    WriteWaitingLogRows();
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
-  }
-  HiddenLog(const HiddenLog&) = delete;
-  HiddenLog& operator=(const HiddenLog&) = delete;
-
-  std::string Path() const { return folder.string(); }
-
- private:
-  std::filesystem::path folder;
-};
 
 // What hears one track beside the module.
 struct Ears {
@@ -442,12 +422,11 @@ class FileRun {
   }
 
   void Try(int trial, const std::vector<Search*>& open) {
-    const HiddenLog log;
     std::vector<std::unique_ptr<ModuleJob>> trials;
     std::vector<std::unique_ptr<CrossCheck>> checks;
     for (const Search* search : open) {
       JobParameters own = With(search->search.Next());
-      own.logPath = log.Path();
+      own.logPath = LogPathFor(options, kNoLogFolder);
       JobLayout one = LayoutOfOne(*search->track->place);
       if (options.isCrossChecked) {
         const int width = one.moduleChannels;

@@ -120,14 +120,5 @@ TEST_F(FileAccess, FolderThatIsNotThereIsInTrouble) {
   EXPECT_EQ(FolderTrouble(Place("none")), ENOENT);
 }
 
-TEST_F(FileAccess, PrivateFolderIsNewEachTime) {
-  const std::filesystem::path one = MakePrivateFolder();
-  const std::filesystem::path other = MakePrivateFolder();
-  EXPECT_TRUE(std::filesystem::is_empty(one));
-  EXPECT_NE(one, other);
-  std::filesystem::remove(one);
-  std::filesystem::remove(other);
-}
-
 }  // namespace
 }  // namespace harvane
