@@ -57,7 +57,7 @@ class Places {
  public:
   // Of a name in its folder; a link is a place of its own.
   std::string OfName(const fs::path& path) {
-    return OfFolder(path.parent_path()) + "/" + FoldedName(path.filename().string());
+    return FoldedName(OfFolder(path.parent_path()) + "/" + path.filename().string());
   }
   // Of what a name leads to, or will be.
   std::string OfFile(const fs::path& path) {
