@@ -1,9 +1,4 @@
-#include <fcntl.h>
-#include <fmt/format.h>
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
-#include <csignal>
 #include <cstdio>
 #include <exception>
 
@@ -11,6 +6,7 @@
 #include "tool/Commands.h"
 #include "tool/FileResult.h"
 #include "tool/InputFiles.h"
+#include "tool/OwnProcess.h"
 
 namespace {
 
@@ -23,18 +19,6 @@ Examples:
 
 harvane COMMAND --help says more.
 )";
-
-// A file that is opened later shall not become standard output by its number.
-void FillStandardStreams() {
-  for (;;) {
-    const int number = open("/dev/null", O_RDONLY);
-    if (number < 0) return;
-    if (number > STDERR_FILENO) {
-      close(number);
-      return;
-    }
-  }
-}
 
 // Commands that do no job by themselves.
 void AddOtherCommands(CLI::App* app, harvane::Run* run) {
@@ -49,10 +33,7 @@ void AddOtherCommands(CLI::App* app, harvane::Run* run) {
 
 int main(int argumentCount, char** arguments) {
   try {
-    FillStandardStreams();
-    // A write beyond the limit of file sizes, or to nobody, shall fail as an error of that file.
-    std::signal(SIGXFSZ, SIG_IGN);
-    std::signal(SIGPIPE, SIG_IGN);
+    harvane::PrepareProcess();
     const std::vector<std::string> words(arguments + 1, arguments + argumentCount);
     harvane::Run run;
     CLI::App app("Loudness by ITU-R BS.1770 and EBU R 128: measures, judges and normalises",
