@@ -1,5 +1,9 @@
 // Loading, and what a module says without an instance.
 
+#include <algorithm>
+#include <array>
+
+#include "tool/validate/ExportList.h"
 #include "tool/validate/ModuleInstance.h"
 #include "tool/validate/TestRun.h"
 #include "tool/validate/ValidationTest.h"
@@ -10,6 +14,32 @@ namespace {
 constexpr int kLimitSeconds = 60;
 
 void ExportSixteenFunctions(TestRun& run) { run.Module(); }
+
+void ExportNothingElse(TestRun& run) {
+  static constexpr std::array kSixteen = {"xOpen",
+                                          "xClose",
+                                          "xGetInstanceInformation",
+                                          "xGetParameterScheme",
+                                          "xGetErrorMessage",
+                                          "xSetParameter",
+                                          "xEnumInputInfo",
+                                          "xSetInputInfo",
+                                          "xEnumOutputInfo",
+                                          "xSetOutputInfo",
+                                          "xStartSequenceEx",
+                                          "xStartPassEx",
+                                          "xDeliverPcmUnit",
+                                          "xFetchPcmUnit",
+                                          "xEndPass",
+                                          "xEndSequence"};
+  std::size_t count = 0;
+  for (const std::string& name : ExportedNames(run.ModulePath())) {
+    const bool isWanted = std::find(kSixteen.begin(), kSixteen.end(), name) != kSixteen.end();
+    run.Expect(isWanted, "exports " + name + ", which is none of the sixteen");
+    if (isWanted) ++count;
+  }
+  run.ExpectEqual(kSixteen.size(), count, "names of the sixteen in its table");
+}
 
 void LoadAgain(TestRun& run) {
   for (int round = 0; round < 3; ++round) {
@@ -42,6 +72,7 @@ void AddLoadingTests(std::vector<ValidationTest>* tests) {
   const std::string group = kLoadingGroup;
   tests->push_back({group + "ExportsSixteenFunctions", 1, kLimitSeconds, ExportSixteenFunctions});
   tests->push_back({group + "LoadsAgainAfterUnloading", 1, kLimitSeconds, LoadAgain});
+  tests->push_back({"Exports.AreTheSixteenAlone", 1, kLimitSeconds, ExportNothingElse});
   tests->push_back({"Instance.NullHandleMayBeClosed", 1, kLimitSeconds, CloseNothing});
   tests->push_back(
       {"Instance.DescribingNeedsNoInstance", 1, kLimitSeconds, DescribeWithoutInstance});
