@@ -14,6 +14,7 @@
 
 #include "bench/Programme.h"
 #include "measurement/ChunkKernels.h"
+#include "measurement/GatedSeries.h"
 #include "measurement/KWeighting.h"
 #include "measurement/PolyphaseBank.h"
 #include "measurement/SampleMath.h"
@@ -163,6 +164,51 @@ void BothLines(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * kFrames);
 }
 
+// Blocks of 400 ms in which the relative gate passes loudnesses all the time: two in three are
+// loud, and the third lies anywhere around the gate.
+std::vector<float> BlocksAroundTheGate(std::size_t count) {
+  constexpr float kLoud = -20.0F;
+  constexpr float kLowest = -34.0F;  // the gate stays near -31.7 LUFS
+  constexpr float kSpread = 4.0F;
+  std::vector<float> blocks(count, kLoud);
+  std::uint32_t chance = 1;
+  for (std::size_t i = 0; i < count; i += 3) {
+    chance = chance * 1664525U + 1013904223U;
+    blocks[i] = kLowest + kSpread * static_cast<float>(chance >> 8) / 0x1p24F;
+  }
+  return blocks;
+}
+
+// Each louder than the one before, so that the gate shuts out the earliest one by one.
+std::vector<float> RisingBlocks(std::size_t count) {
+  std::vector<float> blocks(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    blocks[i] = -65.0F + 60.0F * static_cast<float>(i) / static_cast<float>(count);
+  }
+  return blocks;
+}
+
+// A programme's integrated loudness; items are blocks.
+void Integrated(benchmark::State& state, const std::vector<float>& blocks) {
+  for (auto _ : state) {
+    harvane::GatedSeries series;
+    for (const float block : blocks) series.UpdateIntegrated(block);
+    benchmark::DoNotOptimize(series);
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(blocks.size()));
+}
+
+void RegisterIntegrated() {
+  constexpr std::size_t kBlocksAnHour = 36000;
+  for (const std::size_t hours : {1U, 4U, 24U}) {
+    const std::string length = std::to_string(hours) + " h";
+    benchmark::RegisterBenchmark(("Integrated/around the gate/" + length).c_str(), Integrated,
+                                 BlocksAroundTheGate(hours * kBlocksAnHour));
+    benchmark::RegisterBenchmark(("Integrated/rising/" + length).c_str(), Integrated,
+                                 RisingBlocks(hours * kBlocksAnHour));
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -178,6 +224,7 @@ int main(int argc, char** argv) {
   benchmark::RegisterBenchmark("GainsFor/limiting", GainsOfThePeaks, -12.0F);
   benchmark::RegisterBenchmark("GainsFor/idle", GainsOfThePeaks, 6.0F);
   benchmark::RegisterBenchmark("PushRun", BothLines);
+  RegisterIntegrated();
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
   return 0;

@@ -103,6 +103,12 @@ bool IsSurroundPlace(int place, int mark) {
 
 bool IsQuadRate(int rate) { return Contains(kQuadRates, rate); }
 
+std::string LimiterDelayText(int sampleRate) {
+  constexpr double kMillisecondsPerSecond = 1000.0;
+  return fmt::format("{} frames ({:.3f} ms)", kLimiterDelayFrames,
+                     kLimiterDelayFrames * kMillisecondsPerSecond / sampleRate);
+}
+
 const char* MeaningOfResult(std::uint32_t code) {
   switch (code) {
     case 2:

@@ -18,6 +18,9 @@ inline constexpr int kHighestRate = 384000;
 // Frames of a unit that the hosts here deliver.
 inline constexpr std::size_t kUnitFrames = 65536;
 
+// By how much a limited track comes out late.
+inline constexpr int kLimiterDelayFrames = 95;
+
 // What a job has to be told or refused before the module sees it. Each throws
 // FileError, naming `path`, where the job cannot be done; what is only to be said
 // is appended to `notes`, one line each, without the file's name.
@@ -38,6 +41,9 @@ bool IsSurroundPlace(int place, int mark);
 
 // True at 176400 and 192000 Hz, where a limited track ends the process.
 bool IsQuadRate(int rate);
+
+// "95 frames (1.979 ms)"
+std::string LimiterDelayText(int sampleRate);
 
 // What a result code of an export says, in a few words.
 const char* MeaningOfResult(std::uint32_t code);

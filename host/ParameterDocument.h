@@ -26,6 +26,10 @@ struct JobParameters {
   std::string targetBaseName;
 };
 
+// As logPath: a folder that can nowhere be made, by nobody, for a log that none is to see. The rows
+// are lost, and nothing is left behind even where the process is killed.
+inline constexpr const char* kNoLogFolder = "/dev/null/harvane";
+
 // The ranges of the scheme; the module itself takes any number.
 inline constexpr double kLowestLoudness = -30.0;  // LUFS, both targets
 inline constexpr double kHighestLoudness = -12.0;

@@ -1,28 +1,11 @@
 #include "host/PassRecorder.h"
 
-#include <stdlib.h>
-
-#include <cerrno>
-#include <string>
-#include <system_error>
 #include <utility>
 
 #include "host/ParameterDocument.h"
 #include "parameters/ChannelLayouts.h"
 
 namespace harvane {
-namespace {
-
-std::filesystem::path MakePrivateFolder() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "harvane-XXXXXX").string();
-  if (mkdtemp(pattern.data()) == nullptr) {
-    throw std::filesystem::filesystem_error("no temporary folder", pattern,
-                                            std::error_code(errno, std::generic_category()));
-  }
-  return pattern;
-}
-
-}  // namespace
 
 // Room for all tracks, so that the observer never needs memory.
 PassRecorder::PassRecorder() { measurements.reserve(kMaxChannels); }
@@ -40,23 +23,15 @@ void PassRecorder::OnTrack(const LogMeasurement& measurement, void* context) {
   static_cast<PassRecorder*>(context)->measurements.push_back(measurement);
 }
 
-Witness::Witness(const std::vector<int>& groupFormats, const SessionFormat& format)
-    : folder(MakePrivateFolder()) {
+Witness::Witness(const std::vector<int>& groupFormats, const SessionFormat& format) {
   JobParameters parameters;
   parameters.numberOfPasses = 1;
   parameters.groupFormats = groupFormats;
-  parameters.logPath = folder.string();
-  parameters.logFileName = "witness";
+  parameters.logPath = kNoLogFolder;
   recorder.Attach(&session);
   session.Configure(ParameterDocument(parameters), format);
   session.StartSequence();
   session.StartPass(0);
-}
-
-Witness::~Witness() {
-  WriteWaitingLogRows();
-  std::error_code ignored;
-  std::filesystem::remove_all(folder, ignored);
 }
 
 void Witness::Hear(const std::int16_t* interleaved, std::uint32_t frames) {

@@ -2,7 +2,6 @@
 #define HARVANE_HOST_PASSRECORDER_H
 
 #include <cstdint>
-#include <filesystem>
 #include <vector>
 
 #include "host/JobSession.h"
@@ -31,14 +30,13 @@ class PassRecorder {
 };
 
 // Measures audio beside a module that tells nobody its values: a job of one pass on
-// the linked module, whose log goes to a folder of its own and is thrown away.
+// the linked module, whose log goes nowhere.
 //
-// Errors     as HostSession; std::filesystem::filesystem_error.
+// Errors     as HostSession.
 // Thread     one caller at a time.
 class Witness {
  public:
   Witness(const std::vector<int>& groupFormats, const SessionFormat& format);
-  ~Witness();
   Witness(const Witness&) = delete;
   Witness& operator=(const Witness&) = delete;
 
@@ -47,7 +45,6 @@ class Witness {
   std::vector<LogMeasurement> Finish();
 
  private:
-  std::filesystem::path folder;
   PassRecorder recorder;
   JobSession session;
   std::vector<std::int16_t> unused;

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "tool/AudioRun.h"
+#include "tool/CommonOptions.h"
 #include "tool/OwnProcess.h"
 
 namespace harvane {
@@ -52,37 +53,15 @@ done, 3 done but a verdict is fail, 4 the module refused, 5 a worker process cra
 too long, 130 interrupted. The gravest file decides; each has its row in the results.
 )";
 
-const std::map<std::string, ResultFormat> kFormats = {{"text", ResultFormat::kText},
-                                                      {"json", ResultFormat::kJson},
-                                                      {"jsonl", ResultFormat::kJsonLines},
-                                                      {"csv", ResultFormat::kCsv}};
 const std::map<std::string, RunProgress::Way> kWays = {{"auto", RunProgress::Way::kAuto},
                                                        {"none", RunProgress::Way::kNone},
                                                        {"json", RunProgress::Way::kJson}};
 
-std::string CheckName(const std::string& text) { return text.empty() ? "is an empty name" : ""; }
-
-// An option whose value is one of a few words.
-template <class Value, class Target>
-CLI::Option* AddWords(CLI::App* command, const std::string& names, Target* target,
-                      const std::map<std::string, Value>& words, const std::string& help) {
-  return command
-      ->add_option_function<std::string>(
-          names, [target, &words](const std::string& word) { *target = words.at(word); }, help)
-      ->check(CLI::IsMember(words).description(""));
-}
-
-CLI::Option* AddFile(CLI::App* command, const std::string& names, std::string* target,
-                     const std::string& help) {
-  return command->add_option(names, *target, help)->check(CheckName)->type_name("FILE");
-}
-
 void AddResultOptions(CLI::App* command, AudioRunOptions* options) {
   std::vector<CLI::Option*> added = {
-      AddWords(command, "-f,--format", &options->format, kFormats,
-               "text, json, jsonl (one line for each file as it ends) or csv; else by the ending "
-               "of the file of --output-results, else text")
-          ->type_name("FORMAT"),
+      AddFormat(command, &options->format,
+                "text, json, jsonl (one line for each file as it ends) or csv; else by the ending "
+                "of the file of --output-results, else text"),
       AddFile(command, "--output-results", &options->resultsFile,
               "Write the results to FILE at the end, whole or not at all, in place of standard "
               "output"),

@@ -1,7 +1,6 @@
 #include "tool/FileJob.h"
 
 #include <fmt/format.h>
-#include <stdlib.h>
 
 #include <algorithm>
 #include <bit>
@@ -13,11 +12,9 @@
 #include <thread>
 #include <vector>
 
-#include "delay_audio/PassObserver.h"
 #include "host/AudioFile.h"
 #include "host/FileError.h"
 #include "host/JobChecks.h"
-#include "host/Report.h"
 #include "normalisation/GainDecision.h"
 #include "parameters/ChannelLayouts.h"
 #include "tool/CrossCheck.h"
@@ -66,31 +63,6 @@ const char* LayoutName(int format) {
       return "5.1";
   }
 }
-
-// A folder for a log that nobody is to see.
-class HiddenLog {
- public:
-  HiddenLog() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "harvane-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) {
-      throw std::filesystem::filesystem_error("no temporary folder", pattern,
-                                              std::error_code(errno, std::generic_category()));
-    }
-    folder = pattern;
-  }
-  ~HiddenLog() {
-    WriteWaitingLogRows();
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
-  }
-  HiddenLog(const HiddenLog&) = delete;
-  HiddenLog& operator=(const HiddenLog&) = delete;
-
-  std::string Path() const { return folder.string(); }
-
- private:
-  std::filesystem::path folder;
-};
 
 // What hears one track beside the module.
 struct Ears {
@@ -449,12 +421,11 @@ class FileRun {
   }
 
   void Try(int trial, const std::vector<Search*>& open) {
-    const HiddenLog log;
     std::vector<std::unique_ptr<ModuleJob>> trials;
     std::vector<std::unique_ptr<CrossCheck>> checks;
     for (const Search* search : open) {
       JobParameters own = With(search->search.Next());
-      own.logPath = log.Path();
+      own.logPath = LogPathFor(options, kNoLogFolder);
       JobLayout one = LayoutOfOne(*search->track->place);
       if (options.isCrossChecked) {
         const int width = one.moduleChannels;

@@ -13,9 +13,10 @@
 #include <map>
 #include <memory>
 
-#include "host/ChannelMap.h"
+#include "host/LayoutNames.h"
 #include "host/ParameterDocument.h"
 #include "tool/Commands.h"
+#include "tool/CommonOptions.h"
 #include "tool/FileResult.h"
 #include "tool/validate/ModuleProber.h"
 
@@ -199,26 +200,6 @@ int PrintScheme(const std::string& module, const std::string& format) {
 
 // ---- params
 
-// Word on the command line, and the item of the scheme that it stands for. Deliberate: the scheme
-// writes 59,94 with a comma, and the module reads 59 from it.
-const std::map<std::string, std::string> kFrameRates = {
-    {"unspecified", "0"}, {"0", "0"},         {"23.976", "23.976"}, {"24", "24"},
-    {"25", "25"},         {"29.97", "29.97"}, {"30", "30"},         {"50", "50"},
-    {"59.94", "59,94"},   {"59,94", "59,94"}, {"60", "60"}};
-
-const std::map<std::string, NormalisationMode> kModes = {
-    {"programme", NormalisationMode::kProgrammeLoudness},
-    {"program", NormalisationMode::kProgrammeLoudness},
-    {"short-term", NormalisationMode::kMaxShortTerm}};
-
-std::string CheckText(const std::string& text) {
-  if (!IsDocumentText(text)) return "holds characters that no parameter document can carry";
-  if (utf8::distance(text.begin(), text.end()) > kLongestText) {
-    return fmt::format("is longer than {} characters", kLongestText);
-  }
-  return "";
-}
-
 std::string CheckLayout(const std::string& text) {
   try {
     ParseLayout(text);
@@ -226,18 +207,6 @@ std::string CheckLayout(const std::string& text) {
   } catch (const std::invalid_argument& wrong) {
     return wrong.what();
   }
-}
-
-// For numbers from `low` to `high`; neither takes what is not a number.
-CLI::Validator Between(double low, double high) {
-  return CLI::Validator(
-      [low, high](const std::string& text) {
-        double number = 0.0;
-        const bool isNumber = CLI::detail::lexical_cast(text, number);
-        if (isNumber && number >= low && number <= high) return std::string();
-        return fmt::format("{} is no number from {} to {}", text, low, high);
-      },
-      "");
 }
 
 struct ParamsOptions {
@@ -279,7 +248,7 @@ void AddTargetOptions(CLI::App* command, JobParameters* parameters) {
   command
       ->add_option("-m,--mode", parameters->mode,
                    "What is brought to its target: programme or short-term")
-      ->transform(CLI::CheckedTransformer(kModes).description(""))
+      ->transform(CLI::CheckedTransformer(NormalisationModes()).description(""))
       ->type_name("MODE");
 }
 
@@ -297,12 +266,7 @@ void AddParamsCommand(CLI::App* app, Run* run) {
       ->type_name("LAYOUT")
       ->default_str("2");
   AddTargetOptions(command, &parameters);
-  command
-      ->add_option("-r,--frame-rate", parameters.frameRate,
-                   "Video frame rate for the time codes of the log: 23.976, 24, 25, 29.97, 30, "
-                   "50, 59.94, 60 or unspecified")
-      ->transform(CLI::CheckedTransformer(kFrameRates).description(""))
-      ->type_name("RATE");
+  AddFrameRate(command, "-r,--frame-rate", &parameters.frameRate);
   const auto text = [&](const char* names, std::string* value, const char* what, const char* type) {
     command->add_option(names, *value, what)->check(CheckText)->type_name(type);
   };

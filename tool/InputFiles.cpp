@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "host/FileError.h"
+#include "tool/CommonOptions.h"
 
 namespace harvane {
 namespace {
@@ -25,8 +26,6 @@ namespace fs = std::filesystem;
 const std::map<std::string, Container> kContainers = {
     {"wav", Container::kWav},   {"rf64", Container::kRf64}, {"w64", Container::kW64},
     {"aiff", Container::kAiff}, {"caf", Container::kCaf},   {"flac", Container::kFlac}};
-
-std::string CheckName(const std::string& text) { return text.empty() ? "is an empty name" : ""; }
 
 std::string CheckSuffix(const std::string& text) {
   return text.find('/') == std::string::npos ? "" : "is part of a name, without a folder";
@@ -182,14 +181,6 @@ std::vector<std::string> NamesIn(const std::string& list, std::istream& in, bool
   return names;
 }
 
-std::vector<std::string> NamesFrom(const std::string& list, bool isNullSeparated,
-                                   std::istream& standardInput) {
-  if (list == "-") return NamesIn(list, standardInput, isNullSeparated);
-  std::ifstream file(list, std::ios::binary);
-  if (!file) throw UsageError(list + ": cannot be opened");
-  return NamesIn(list, file, isNullSeparated);
-}
-
 fs::path FolderBelowBase(const InputOptions& options, const std::string& input, Places* places) {
   const fs::path base = places->OfFolder(options.baseFolder);
   const fs::path below = fs::path(places->OfFolder(fs::path(input).parent_path()))  //
@@ -290,10 +281,7 @@ void AddInputOptions(CLI::App* command, InputOptions* options) {
           ->allow_extra_args(false)
           ->check(CheckName)
           ->type_name("LIST");
-  command
-      ->add_flag("-0,--null", options->isNullSeparated,
-                 "The names in LIST are separated by NUL characters")
-      ->needs(list);
+  AddNull(command, list, &options->isNullSeparated);
   command
       ->add_option_function<std::string>(
           "--shard", [options](const std::string& text) { options->shard = ParseShard(text); },
@@ -328,15 +316,19 @@ void AddOutputOptions(CLI::App* command, InputOptions* options) {
       ->check(CheckSuffix)
       ->needs(folder)
       ->type_name("TEXT");
-  command
-      ->add_option_function<std::string>(
-          "--container",
-          [options](const std::string& word) { options->container = kContainers.at(word); },
-          "With -d: write wav, rf64, w64, aiff, caf or flac; else what FILE is")
-      ->check(CLI::IsMember(kContainers).description(""))
+  AddWords(command, "--container", &options->container, kContainers,
+           "With -d: write wav, rf64, w64, aiff, caf or flac; else what FILE is")
       ->needs(folder)
       ->type_name("KIND");
   command->add_flag("--overwrite", options->isOverwriting, "Replace outputs that are there");
+}
+
+std::vector<std::string> NamesFrom(const std::string& list, bool isNullSeparated,
+                                   std::istream& standardInput) {
+  if (list == "-") return NamesIn(list, standardInput, isNullSeparated);
+  std::ifstream file(list, std::ios::binary);
+  if (!file) throw UsageError(list + ": cannot be opened");
+  return NamesIn(list, file, isNullSeparated);
 }
 
 std::vector<std::string> ArgumentsForParsing(int argumentCount, const char* const* arguments) {

@@ -54,6 +54,11 @@ void AddInputOptions(CLI::App* command, InputOptions* options);
 // And those of a command that writes: -o, -d, --base, --suffix, --container, --overwrite.
 void AddOutputOptions(CLI::App* command, InputOptions* options);
 
+// The names in `list`, or in `standardInput` where it is "-": one a line or, with
+// `isNullSeparated`, one up to each NUL character. Empty ones do not count. Errors: UsageError.
+std::vector<std::string> NamesFrom(const std::string& list, bool isNullSeparated,
+                                   std::istream& standardInput);
+
 // A program's arguments without its name, last one first, as CLI::App::parse takes them. What
 // stands behind "--" is a file whatever its name begins with: "-x.wav" becomes "./-x.wav" and the
 // mark itself goes, for CLI11 forgets it at the end of a command's positionals.

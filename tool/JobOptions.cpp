@@ -1,7 +1,6 @@
 #include "tool/JobOptions.h"
 
 #include <fmt/format.h>
-#include <utf8.h>
 
 #include <CLI/CLI.hpp>
 #include <filesystem>
@@ -11,6 +10,7 @@
 #include <stdexcept>
 
 #include "host/RemoteSession.h"
+#include "tool/CommonOptions.h"
 #include "tool/TargetSearch.h"
 #include "tool/TrackLayout.h"
 
@@ -22,33 +22,10 @@ constexpr const char* kCheckPreset = "r128";
 constexpr double kUsualToleranceLu = 0.5;
 constexpr double kLargestToleranceLu = 20.0;
 
-// Word on the command line, and the item of the scheme that it stands for. Deliberate:
-// the scheme writes 59,94 with a comma, and the module reads 59 from it.
-const std::map<std::string, std::string> kFrameRates = {
-    {"unspecified", "0"}, {"0", "0"},         {"23.976", "23.976"}, {"24", "24"},
-    {"25", "25"},         {"29.97", "29.97"}, {"30", "30"},         {"50", "50"},
-    {"59.94", "59,94"},   {"59,94", "59,94"}, {"60", "60"}};
-
-const std::map<std::string, NormalisationMode> kModes = {
-    {"programme", NormalisationMode::kProgrammeLoudness},
-    {"program", NormalisationMode::kProgrammeLoudness},
-    {"short-term", NormalisationMode::kMaxShortTerm}};
-
-// Empty where the parameter document can carry `text`; else what is wrong.
-std::string CheckText(const std::string& text) {
-  if (!IsDocumentText(text)) return "holds characters that no parameter document can carry";
-  if (utf8::distance(text.begin(), text.end()) > kLongestText) {
-    return fmt::format("is longer than {} characters", kLongestText);
-  }
-  return "";
-}
-
 std::string CheckFileName(const std::string& text) {
   if (text.find('/') != std::string::npos) return "is a name, without a folder";
   return CheckText(text);
 }
-
-std::string CheckName(const std::string& text) { return text.empty() ? "is an empty name" : ""; }
 
 // For texts that `parse` takes without an exception.
 template <class Parse>
@@ -61,18 +38,6 @@ CLI::Validator Parsed(Parse parse) {
         } catch (const std::invalid_argument& wrong) {
           return std::string(wrong.what());
         }
-      },
-      "");
-}
-
-// For numbers from `low` to `high`; neither takes what is not a number.
-CLI::Validator Between(double low, double high) {
-  return CLI::Validator(
-      [low, high](const std::string& text) {
-        double number = 0.0;
-        const bool isNumber = CLI::detail::lexical_cast(text, number);
-        if (isNumber && number >= low && number <= high) return std::string();
-        return fmt::format("{} is no number from {} to {}", text, low, high);
       },
       "");
 }
@@ -141,7 +106,7 @@ void AddNormaliseOptions(CLI::App* command, JobOptions* options) {
       ->add_option("-m,--mode", options->mode,
                    "What is brought to its target: programme (loudness of the whole) or "
                    "short-term (maximum short-term loudness, only ever lowered)")
-      ->transform(CLI::CheckedTransformer(kModes).description(""))
+      ->transform(CLI::CheckedTransformer(NormalisationModes()).description(""))
       ->type_name("MODE");
   command->add_flag("--lower-only", options->isOnlyLowered,
                     "Leave a track alone that would be raised");
@@ -171,12 +136,7 @@ void AddNormaliseOptions(CLI::App* command, JobOptions* options) {
 
 void AddLogOptions(CLI::App* command, JobOptions* options) {
   JobParameters& parameters = options->parameters;
-  command
-      ->add_option("--frame-rate", parameters.frameRate,
-                   "Video frame rate for the time codes of the log: 23.976, 24, 25, 29.97, 30, "
-                   "50, 59.94, 60 or unspecified")
-      ->transform(CLI::CheckedTransformer(kFrameRates).description(""))
-      ->type_name("RATE");
+  AddFrameRate(command, "--frame-rate", &parameters.frameRate);
   command->add_option("-L,--log-folder", options->logFolder, "Folder of the log")
       ->check(CheckText)
       ->type_name("FOLDER");
@@ -193,15 +153,6 @@ void AddLogOptions(CLI::App* command, JobOptions* options) {
       ->type_name("PATH");
   command->add_flag("-w,--wait-for-log", options->isLogAwaited,
                     "With --module: keep the module until its log is written, 5 s and more");
-}
-
-// The folder as the module sees it: it may have another working directory.
-std::string LogPathFor(const JobOptions& options) {
-  if (options.logFolder.empty()) return "";
-  if (!options.module.empty() && IsWindowsModule(options.module)) {
-    return WindowsPathOf(options.logFolder);
-  }
-  return std::filesystem::absolute(options.logFolder).lexically_normal().string();
 }
 
 void ResolveTracks(JobOptions* options) {
@@ -313,12 +264,8 @@ void AddJobOptions(CLI::App* command, JobOptions* options, JobKind kind) {
   command->add_flag("--series", options->hasSeries,
                     "Momentary and short-term loudness over time, with the results");
   AddLogOptions(command, options);
-  CLI::Option* const document =
-      command
-          ->add_option("--param", options->parameterFile,
-                       "A parameter document, handed to the module as it stands")
-          ->check(CheckName)
-          ->type_name("FILE");
+  CLI::Option* const document = AddFile(command, "--param", &options->parameterFile,
+                                        "A parameter document, handed to the module as it stands");
   // What the document says itself.
   for (const char* name :
        {"--layout", "--allocation", "--mode", "--loudness", "--short-term", "--true-peak",
@@ -330,7 +277,9 @@ void AddJobOptions(CLI::App* command, JobOptions* options, JobKind kind) {
 void ResolveJobOptions(JobOptions* options) {
   ResolveTracks(options);
   ResolveTargets(options);
-  options->parameters.logPath = LogPathFor(*options);
+  if (!options->logFolder.empty()) {
+    options->parameters.logPath = LogPathFor(*options, options->logFolder);
+  }
   const std::string wrong = CheckText(options->parameters.logPath);
   if (!wrong.empty()) throw std::invalid_argument("the folder of --log-folder " + wrong);
   if (!options->parameterFile.empty()) {
@@ -338,6 +287,11 @@ void ResolveJobOptions(JobOptions* options) {
   } else if (options->isConverged && options->rules.empty()) {
     options->rules = ConvergenceRules(options->parameters);
   }
+}
+
+std::string LogPathFor(const JobOptions& options, const std::string& folder) {
+  if (!options.module.empty() && IsWindowsModule(options.module)) return WindowsPathOf(folder);
+  return std::filesystem::absolute(folder).lexically_normal().string();
 }
 
 std::vector<Rule> ConvergenceRules(const JobParameters& parameters) {

@@ -74,6 +74,10 @@ void AddJobOptions(CLI::App* command, JobOptions* options, JobKind kind);
 // Throws std::invalid_argument with one line: wrong usage.
 void ResolveJobOptions(JobOptions* options);
 
+// `folder` as the module is told of it, which may have another working directory, or be one of
+// Windows.
+std::string LogPathFor(const JobOptions& options, const std::string& folder);
+
 // What --converge promises for these targets: what it is judged by where no preset says more.
 std::vector<Rule> ConvergenceRules(const JobParameters& parameters);
 

@@ -1,10 +1,10 @@
 #include <CLI/CLI.hpp>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "tool/Commands.h"
+#include "tool/CommonOptions.h"
 #include "tool/FileResult.h"
 #include "tool/Printing.h"
 #include "tool/results/LogText.h"
@@ -23,22 +23,20 @@ over and named on standard error.
 Exit codes: 0 done, 1 a file could not be read, 2 wrong usage.
 )";
 
-enum class Format { kText, kCsv, kJson, kJsonLines };
-
 struct LogOptions {
   std::vector<std::string> paths;
-  Format format = Format::kText;
+  ResultFormat format = ResultFormat::kText;
 };
 
-std::string TextOf(const std::vector<LogOfFile>& logs, Format format) {
+std::string TextOf(const std::vector<LogOfFile>& logs, ResultFormat format) {
   switch (format) {
-    case Format::kCsv:
+    case ResultFormat::kCsv:
       return LogCsv(logs);
-    case Format::kJson:
+    case ResultFormat::kJson:
       return LogJson(logs);
-    case Format::kJsonLines:
+    case ResultFormat::kJsonLines:
       return LogJsonLines(logs);
-    case Format::kText:
+    case ResultFormat::kText:
       break;
   }
   std::string text;
@@ -65,23 +63,13 @@ int ShowLogs(const LogOptions& options) {
 }  // namespace
 
 void AddLogCommand(CLI::App* app, Run* run) {
-  static const std::map<std::string, Format> kFormats = {{"text", Format::kText},
-                                                         {"csv", Format::kCsv},
-                                                         {"json", Format::kJson},
-                                                         {"jsonl", Format::kJsonLines}};
   const auto options = std::make_shared<LogOptions>();
   CLI::App* const command =
       app->add_subcommand("log", "Show the module's log as a table, CSV or JSON");
   command->add_option("LOG", options->paths, "Logs as the module writes them")
       ->required()
       ->type_name("");
-  command
-      ->add_option_function<std::string>(
-          "-f,--format",
-          [options](const std::string& word) { options->format = kFormats.at(word); },
-          "text, csv, json or jsonl (a row a line)")
-      ->check(CLI::IsMember(kFormats).description(""))
-      ->type_name("FORMAT")
+  AddFormat(command, &options->format, "text, csv, json or jsonl (a row a line)")
       ->default_str("text");
   command->footer(kExamples);
   command->callback([options, run] { *run = [options] { return ShowLogs(*options); }; });

@@ -1,16 +1,14 @@
-#include <fmt/format.h>
-
 #include <CLI/CLI.hpp>
-#include <fstream>
 #include <iostream>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "host/FileError.h"
 #include "tool/Commands.h"
+#include "tool/CommonOptions.h"
 #include "tool/FileResult.h"
+#include "tool/InputFiles.h"
 #include "tool/Printing.h"
 #include "tool/results/ReportPage.h"
 #include "tool/results/ResultCsv.h"
@@ -34,11 +32,9 @@ Exit codes: those of the run that the parts are of, at least 1 where a part coul
 or a file of LIST has no result.
 )";
 
-enum class Format { kText, kJson, kJsonLines, kCsv };
-
 struct MergeOptions {
   std::vector<std::string> parts;
-  Format format = Format::kText;
+  ResultFormat format = ResultFormat::kText;
   std::string list;  // of the files that there should be; empty: none
   bool isNullSeparated = false;
   std::string resultsFile;  // these three: empty: none
@@ -46,41 +42,21 @@ struct MergeOptions {
   std::string seriesFile;
 };
 
-std::string TextOf(const RunResult& run, Format format) {
+std::string TextOf(const RunResult& run, ResultFormat format) {
   switch (format) {
-    case Format::kJson:
+    case ResultFormat::kJson:
       return ToJson(run);
-    case Format::kCsv:
+    case ResultFormat::kCsv:
       return ToCsv(run);
-    case Format::kJsonLines: {
+    case ResultFormat::kJsonLines: {
       std::string text;
       for (const FileResult& file : run.files) text += ToJsonLine(file, run);
       return text;
     }
-    case Format::kText:
+    case ResultFormat::kText:
       break;
   }
   return RunText(run);
-}
-
-std::vector<std::string> NamesIn(std::istream& in, bool isNullSeparated) {
-  std::vector<std::string> names;
-  std::string name;
-  while (std::getline(in, name, isNullSeparated ? '\0' : '\n')) {
-    // From a list that was written on Windows.
-    if (!isNullSeparated && name.ends_with('\r')) name.pop_back();
-    if (!name.empty()) names.push_back(name);
-  }
-  return names;
-}
-
-// Throws FileError.
-std::vector<std::string> ExpectedFiles(const MergeOptions& options) {
-  if (options.list.empty()) return {};
-  if (options.list == "-") return NamesIn(std::cin, options.isNullSeparated);
-  std::ifstream file(options.list, std::ios::binary);
-  if (!file) throw FileError(options.list, "cannot be opened");
-  return NamesIn(file, options.isNullSeparated);
 }
 
 // False, with a line on standard error, where it failed.
@@ -97,9 +73,11 @@ bool WritesFile(const std::string& path, const std::string& text) {
 int Merge(const MergeOptions& options) {
   std::vector<std::string> expected;
   try {
-    expected = ExpectedFiles(options);
-  } catch (const FileError& failure) {
-    PrintLine(failure.what());
+    if (!options.list.empty()) {
+      expected = NamesFrom(options.list, options.isNullSeparated, std::cin);
+    }
+  } catch (const UsageError& wrong) {
+    PrintLine(wrong.what());
     return kExitUsage;
   }
   std::vector<ResultPart> parts;
@@ -123,33 +101,17 @@ int Merge(const MergeOptions& options) {
   return isFine || (code != kExitDone && code != kExitVerdictFail) ? code : kExitFileFailed;
 }
 
-std::string CheckName(const std::string& text) { return text.empty() ? "is an empty name" : ""; }
-
-CLI::Option* AddFile(CLI::App* command, const std::string& name, std::string* target,
-                     const std::string& help) {
-  return command->add_option(name, *target, help)->check(CheckName)->type_name("FILE");
-}
-
 }  // namespace
 
 void AddMergeCommand(CLI::App* app, Run* run) {
-  static const std::map<std::string, Format> kFormats = {{"text", Format::kText},
-                                                         {"json", Format::kJson},
-                                                         {"jsonl", Format::kJsonLines},
-                                                         {"csv", Format::kCsv}};
   const auto options = std::make_shared<MergeOptions>();
   CLI::App* const command =
       app->add_subcommand("merge", "Join the results of the parts of a run into one");
   command->add_option("PART", options->parts, "Results in JSON or JSON lines")
       ->required()
       ->type_name("");
-  command
-      ->add_option_function<std::string>(
-          "-f,--format",
-          [options](const std::string& word) { options->format = kFormats.at(word); },
-          "text, json, jsonl (a line for each file) or csv (a row for each track)")
-      ->check(CLI::IsMember(kFormats).description(""))
-      ->type_name("FORMAT")
+  AddFormat(command, &options->format,
+            "text, json, jsonl (a line for each file) or csv (a row for each track)")
       ->default_str("text");
   AddFile(command, "--output-results", &options->resultsFile,
           "Write the results to FILE, whole or not at all, in place of standard output");
@@ -163,10 +125,7 @@ void AddMergeCommand(CLI::App* app, Run* run) {
                        "The files that there should be results of, one a line; - is standard input")
           ->check(CheckName)
           ->type_name("LIST");
-  command
-      ->add_flag("-0,--null", options->isNullSeparated,
-                 "The names in LIST are separated by NUL characters")
-      ->needs(list);
+  AddNull(command, list, &options->isNullSeparated);
   command->footer(kExamples);
   command->callback([options, run] { *run = [options] { return Merge(*options); }; });
 }

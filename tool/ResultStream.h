@@ -7,10 +7,9 @@
 #include <string>
 
 #include "tool/FileResult.h"
+#include "tool/results/ResultFormat.h"
 
 namespace harvane {
-
-enum class ResultFormat { kText, kJson, kJsonLines, kCsv };
 
 // Gives the results of a run out while it goes on: JSON lines as the files end, text and CSV in the
 // order of the files as soon as those before have ended, JSON as a whole at the end.

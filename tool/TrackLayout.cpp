@@ -7,9 +7,9 @@
 #include <numeric>
 #include <stdexcept>
 
-#include "host/ChannelMap.h"
 #include "host/FileError.h"
 #include "host/JobChecks.h"
+#include "host/LayoutNames.h"
 #include "parameters/ChannelLayouts.h"
 
 namespace harvane {

@@ -1,6 +1,10 @@
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <string>
+#include <vector>
 
 #include "tool/AudioCommands.h"
 #include "tool/Commands.h"
@@ -29,6 +33,19 @@ void AddOtherCommands(CLI::App* app, harvane::Run* run) {
   harvane::AddManualCommand(app, run);
 }
 
+// Says which commands there are where the first word is none. CLI11 would miss a command only.
+bool IsCommandUnknown(const CLI::App& app, const std::vector<std::string>& words) {
+  if (words.empty() || words.front().starts_with('-')) return false;
+  std::string names;
+  for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; })) {
+    if (command->check_name(words.front())) return false;
+    if (!command->get_group().empty()) names += (names.empty() ? "" : ", ") + command->get_name();
+  }
+  fmt::print(stderr, "harvane: there is no command {}; the commands are {}\n", words.front(),
+             names);
+  return true;
+}
+
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
@@ -43,6 +60,7 @@ int main(int argumentCount, char** arguments) {
     app.footer(kExamples);
     harvane::AddAudioCommands(&app, words, &run);
     AddOtherCommands(&app, &run);
+    if (IsCommandUnknown(app, words)) return harvane::kExitUsage;
     try {
       app.parse(harvane::ArgumentsForParsing(argumentCount, arguments));
     } catch (const CLI::ParseError& error) {

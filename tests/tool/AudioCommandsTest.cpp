@@ -70,6 +70,15 @@ TEST(AudioCommands, WrongUsageIsExitCodeTwoAndDoesNothing) {
   }
 }
 
+TEST(AudioCommands, AnUnknownCommandIsNamedWithThoseThereAre) {
+  const Workplace place;
+  const RunResult run = place.Run("nromalise in.wav -o out.wav");
+  EXPECT_EQ(run.code, 2);
+  EXPECT_THAT(run.err, HasSubstr("no command nromalise"));
+  EXPECT_THAT(run.err, HasSubstr("measure, check, normalise"));
+  EXPECT_THAT(run.err, testing::Not(HasSubstr("manual")));
+}
+
 TEST(AudioCommands, OptionsMayStandBeforeAndBehindTheFiles) {
   const Workplace place;
   WriteSound(place.FileIn("in.wav"), kWav16, 48000, 1, QuietNoise(48000, 1, 1.0));

@@ -36,6 +36,15 @@ std::vector<std::int16_t> MonoNoise(std::uint64_t seed, double seconds, int ampl
   return support::NoiseInt16(seed, static_cast<std::size_t>(seconds * kRate), amplitude);
 }
 
+// Channels of different loudness.
+std::vector<std::vector<std::int16_t>> NoiseChannels(int count) {
+  std::vector<std::vector<std::int16_t>> channels;
+  for (int c = 0; c < count; ++c) {
+    channels.push_back(MonoNoise(static_cast<std::uint64_t>(c), 3.0, 1000 + 600 * c));
+  }
+  return channels;
+}
+
 ParameterTexts Mono() {
   ParameterTexts texts;
   texts.formats[0] = "1";
@@ -133,10 +142,7 @@ TEST(FileJob, GroupsBeginAtMultiplesOfEightInTheModule) {
 }
 
 TEST(FileJob, MoreMonoTracksThanAJobTakesGoThroughSeveral) {
-  std::vector<std::vector<std::int16_t>> channels;
-  for (int c = 0; c < 6; ++c) {
-    channels.push_back(MonoNoise(static_cast<std::uint64_t>(c), 2.0, 1000 + 500 * c));
-  }
+  const std::vector<std::vector<std::int16_t>> channels = NoiseChannels(6);
   const JobPlace place(kRate, 6, SideBySide(channels));
   const FileResult result = place.Normalise("--allocation 6xmono");
   ASSERT_EQ(result.status, FileStatus::kDone) << result.error;
@@ -151,10 +157,7 @@ TEST(FileJob, MoreMonoTracksThanAJobTakesGoThroughSeveral) {
 }
 
 TEST(FileJob, AMapPicksChannelsAndLeavesTheOthersAlone) {
-  std::vector<std::vector<std::int16_t>> channels;
-  for (int c = 0; c < 4; ++c) {
-    channels.push_back(MonoNoise(static_cast<std::uint64_t>(c), 3.0, 1000 + 700 * c));
-  }
+  const std::vector<std::vector<std::int16_t>> channels = NoiseChannels(4);
   const JobPlace place(kRate, 4, SideBySide(channels));
   const FileResult result = place.Normalise("--map 4,2");
   ASSERT_EQ(result.status, FileStatus::kDone) << result.error;

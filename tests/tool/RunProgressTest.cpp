@@ -43,6 +43,12 @@ TEST(RunProgress, LineGivesUpTheBarAndThenItsEnd) {
   EXPECT_EQ(ProgressLine(Halfway(), 0), "");
 }
 
+TEST(RunProgress, LineStaysWithinTheColumns) {
+  for (int columns = 0; columns < 100; ++columns) {
+    ASSERT_LE(ProgressLine(Halfway(), columns).size(), static_cast<std::size_t>(columns));
+  }
+}
+
 TEST(RunProgress, WhatIsNotKnownYetIsLeftOut) {
   RunState state;
   state.files = 2;
@@ -95,6 +101,13 @@ TEST_F(RunProgressStream, TwoPassesOverAFileAreOneFile) {
   progress.Note(0, {"trial 1, pass 1 of 2", 0, 48000, 48000});
   progress.Tick();
   EXPECT_EQ(Json::parse(Text()).at("part"), 0.375);  // three quarters of the first of two
+}
+
+TEST_F(RunProgressStream, MoreFramesThanTheHeaderSaysAreTheWholeFile) {
+  RunProgress progress(stream, RunProgress::Way::kJson, 1, 1);
+  progress.Note(0, {"measuring", 50, 40, 48000});
+  progress.Tick();
+  EXPECT_EQ(Json::parse(Text()).at("part"), 1.0);
 }
 
 TEST_F(RunProgressStream, EachFileAndTheEndAreTold) {

@@ -112,20 +112,18 @@ void ProcessTooFewChannels(TestRun& run) {
 }  // namespace
 
 void AddDeathTests(std::vector<ValidationTest>* tests) {
-  const auto add = [tests](const std::string& name, std::function<void(TestRun&)> body) {
-    tests->push_back({"ProcessEnds." + name, 1, kLimitSeconds, std::move(body), Ending::kDies});
-  };
+  const TestGroup group("ProcessEnds.", kLimitSeconds, tests, Ending::kDies);
   for (const std::uint32_t rate : {176400U, 192000U}) {
-    add(Joined("WhereALimiterHasNoPhases.Rate", rate),
-        [rate](TestRun& run) { LimitWithoutPhases(run, rate); });
+    group.Add(Joined("WhereALimiterHasNoPhases.Rate", rate),
+              [rate](TestRun& run) { LimitWithoutPhases(run, rate); });
   }
-  add("AtAFifthGroup", SetFifthGroup);
-  add("AtASequenceWithoutGroups", StartWithoutGroups);
-  add("AtAFetchWithoutChannels", FetchWithoutChannels);
-  add("AtAFetchBeforeASequence", FetchBeforeSequence);
-  add("AtAVideoRateOverZero", DivideByZero);
-  add("AtASecondPassBeforeAnyDecision", ProcessBeforeAnyDecision);
-  add("AtASecondPassWithTooFewChannels", ProcessTooFewChannels);
+  group.Add("AtAFifthGroup", SetFifthGroup);
+  group.Add("AtASequenceWithoutGroups", StartWithoutGroups);
+  group.Add("AtAFetchWithoutChannels", FetchWithoutChannels);
+  group.Add("AtAFetchBeforeASequence", FetchBeforeSequence);
+  group.Add("AtAVideoRateOverZero", DivideByZero);
+  group.Add("AtASecondPassBeforeAnyDecision", ProcessBeforeAnyDecision);
+  group.Add("AtASecondPassWithTooFewChannels", ProcessTooFewChannels);
 }
 
 }  // namespace harvane

@@ -235,21 +235,25 @@ void OpenMany(TestRun& run) {
 }  // namespace
 
 void AddEnduranceTests(std::vector<ValidationTest>* tests) {
-  const auto add = [tests](const char* name, int level, std::function<void(TestRun&)> body) {
-    tests->push_back(
-        {std::string("Endurance.") + name, level, kLimitSeconds * level, std::move(body)});
-  };
-  add("ManyInstancesAreOpenAtOnce", 1, OpenMany);
-  add("InstancesThatTakeTurnsDoNotMeet", 1, TakeTurns);
-  add("InstancesRunOnThreadsOfTheirOwn", 1, RunOnThreads);
-  add("MemoryDoesNotGrow", 1, [](TestRun& run) { KeepMemory(run, 40); });
-  add("JobsByChanceKeepTheRules", 1, [](TestRun& run) { RunSeededJobs(run, 20); });
-  add("DocumentsByChanceAreReadOrRefused", 1, [](TestRun& run) { ReadSeededDocuments(run, 300); });
-  add("MoreJobsByChanceKeepTheRules", 2, [](TestRun& run) { RunSeededJobs(run, 200); });
-  add("MoreDocumentsByChanceAreReadOrRefused", 2,
-      [](TestRun& run) { ReadSeededDocuments(run, 20000); });
-  add("MemoryDoesNotGrowInThousandJobs", 3, [](TestRun& run) { KeepMemory(run, 1000); });
-  add("ManyMoreJobsByChanceKeepTheRules", 3, [](TestRun& run) { RunSeededJobs(run, 2000); });
+  const TestGroup quick("Endurance.", kLimitSeconds, tests);
+  const TestGroup slow("Endurance.", kLimitSeconds * 2, tests);
+  const TestGroup slowest("Endurance.", kLimitSeconds * 3, tests);
+  quick.Add("ManyInstancesAreOpenAtOnce", OpenMany);
+  quick.Add("InstancesThatTakeTurnsDoNotMeet", TakeTurns);
+  quick.Add("InstancesRunOnThreadsOfTheirOwn", RunOnThreads);
+  quick.Add("MemoryDoesNotGrow", [](TestRun& run) { KeepMemory(run, 40); });
+  quick.Add("JobsByChanceKeepTheRules", [](TestRun& run) { RunSeededJobs(run, 20); });
+  quick.Add("DocumentsByChanceAreReadOrRefused",
+            [](TestRun& run) { ReadSeededDocuments(run, 300); });
+  slow.Add(
+      "MoreJobsByChanceKeepTheRules", [](TestRun& run) { RunSeededJobs(run, 200); }, 2);
+  slow.Add(
+      "MoreDocumentsByChanceAreReadOrRefused",
+      [](TestRun& run) { ReadSeededDocuments(run, 20000); }, 2);
+  slowest.Add(
+      "MemoryDoesNotGrowInThousandJobs", [](TestRun& run) { KeepMemory(run, 1000); }, 3);
+  slowest.Add(
+      "ManyMoreJobsByChanceKeepTheRules", [](TestRun& run) { RunSeededJobs(run, 2000); }, 3);
 }
 
 }  // namespace harvane

@@ -69,13 +69,14 @@ void DescribeWithoutInstance(TestRun& run) {
 }  // namespace
 
 void AddLoadingTests(std::vector<ValidationTest>* tests) {
-  const std::string group = kLoadingGroup;
-  tests->push_back({group + "ExportsSixteenFunctions", 1, kLimitSeconds, ExportSixteenFunctions});
-  tests->push_back({group + "LoadsAgainAfterUnloading", 1, kLimitSeconds, LoadAgain});
-  tests->push_back({"Exports.AreTheSixteenAlone", 1, kLimitSeconds, ExportNothingElse});
-  tests->push_back({"Instance.NullHandleMayBeClosed", 1, kLimitSeconds, CloseNothing});
-  tests->push_back(
-      {"Instance.DescribingNeedsNoInstance", 1, kLimitSeconds, DescribeWithoutInstance});
+  const TestGroup loading(kLoadingGroup, kLimitSeconds, tests);
+  loading.Add("ExportsSixteenFunctions", ExportSixteenFunctions);
+  loading.Add("LoadsAgainAfterUnloading", LoadAgain);
+  const TestGroup exports("Exports.", kLimitSeconds, tests);
+  exports.Add("AreTheSixteenAlone", ExportNothingElse);
+  const TestGroup instance("Instance.", kLimitSeconds, tests);
+  instance.Add("NullHandleMayBeClosed", CloseNothing);
+  instance.Add("DescribingNeedsNoInstance", DescribeWithoutInstance);
 }
 
 }  // namespace harvane

@@ -202,18 +202,16 @@ void WriteHalfOfWhatWaits(TestRun& run) {
 }  // namespace
 
 void AddLogTests(std::vector<ValidationTest>* tests) {
-  const auto add = [tests](const char* name, int level, void (*body)(TestRun&)) {
-    tests->push_back({std::string("Log.") + name, level, kLimitSeconds, body});
-  };
-  add("NewFileHasBannerAndRows", 1, WriteBannerAndRows);
-  add("UnloadingWritesTheOlderHalf", 1, WriteOlderHalf);
-  add("FileThatIsThereGetsNoBanner", 1, AppendToWhatIsThere);
-  add("RowWithoutANameIsNamedByTime", 1, NameByTime);
-  add("TimesAreInFramesOrMilliseconds", 1, CountFramesOrMilliseconds);
-  add("JobsOfOtherPassCountsLeaveNoRow", 1, LeaveNoRowOfOtherJobs);
-  add("RowsComeInTheOrderOfTracksAndPasses", 1, KeepRowsInOrder);
-  add("LongFileLosesItsOldestLines", 1, TrimLongFile);
-  add("EveryFiveSecondsHalfOfWhatWaitsIsWritten", 2, WriteHalfOfWhatWaits);
+  const TestGroup group("Log.", kLimitSeconds, tests);
+  group.Add("NewFileHasBannerAndRows", WriteBannerAndRows);
+  group.Add("UnloadingWritesTheOlderHalf", WriteOlderHalf);
+  group.Add("FileThatIsThereGetsNoBanner", AppendToWhatIsThere);
+  group.Add("RowWithoutANameIsNamedByTime", NameByTime);
+  group.Add("TimesAreInFramesOrMilliseconds", CountFramesOrMilliseconds);
+  group.Add("JobsOfOtherPassCountsLeaveNoRow", LeaveNoRowOfOtherJobs);
+  group.Add("RowsComeInTheOrderOfTracksAndPasses", KeepRowsInOrder);
+  group.Add("LongFileLosesItsOldestLines", TrimLongFile);
+  group.Add("EveryFiveSecondsHalfOfWhatWaitsIsWritten", WriteHalfOfWhatWaits, 2);
 }
 
 }  // namespace harvane

@@ -244,24 +244,22 @@ void MeasureNothing(TestRun& run) {
 }  // namespace
 
 void AddMeasuringTests(std::vector<ValidationTest>* tests) {
-  const auto add = [tests](const std::string& name, int level, std::function<void(TestRun&)> body) {
-    tests->push_back({"Measuring." + name, level, kLimitSeconds, std::move(body)});
-  };
+  const TestGroup group("Measuring.", kLimitSeconds, tests);
   for (const std::uint32_t rate : {48000U, 44100U, 88200U, 96000U, 176400U, 192000U}) {
-    add(Joined("ToneStandsAtItsLoudness.Rate", rate), 1,
-        [rate](TestRun& run) { MeasureTone(run, rate); });
+    group.Add(Joined("ToneStandsAtItsLoudness.Rate", rate),
+              [rate](TestRun& run) { MeasureTone(run, rate); });
   }
   for (std::size_t layout = 1; layout <= Layouts().size(); ++layout) {
-    add(Joined("TracksAreMeasuredApart.Layout", layout), 1,
-        [layout](TestRun& run) { MeasureLayout(run, layout); });
+    group.Add(Joined("TracksAreMeasuredApart.Layout", layout),
+              [layout](TestRun& run) { MeasureLayout(run, layout); });
   }
-  add("GroupsBeginAtEveryEighthChannel", 1, MeasureGroups);
-  add("SurroundChannelsHaveTheirWeights", 1, WeighChannels);
-  add("GatesLeaveQuietPassagesOut", 1, MeasureGating);
-  add("RangeIsThatOfTheSteps", 1, MeasureRanges);
-  add("PeaksBetweenSamplesAreSeen", 1, MeasurePeaksBetweenSamples);
-  add("MaximaLieWhereTheyAre", 1, FindMaxima);
-  add("SilenceAndShortTracksStayUnmeasured", 1, MeasureNothing);
+  group.Add("GroupsBeginAtEveryEighthChannel", MeasureGroups);
+  group.Add("SurroundChannelsHaveTheirWeights", WeighChannels);
+  group.Add("GatesLeaveQuietPassagesOut", MeasureGating);
+  group.Add("RangeIsThatOfTheSteps", MeasureRanges);
+  group.Add("PeaksBetweenSamplesAreSeen", MeasurePeaksBetweenSamples);
+  group.Add("MaximaLieWhereTheyAre", FindMaxima);
+  group.Add("SilenceAndShortTracksStayUnmeasured", MeasureNothing);
 }
 
 }  // namespace harvane

@@ -10,8 +10,6 @@
 namespace harvane {
 namespace {
 
-constexpr std::uint32_t kJunkType = 0xC0FFEE;
-constexpr int kJunkByte = 0xEE;
 constexpr std::uint32_t kJunkFlag = 0xABCD;
 constexpr double kFullScale = 32767.0;
 
@@ -84,56 +82,6 @@ Bytes FormatBlobOf(std::uint32_t sampleRate, std::uint32_t channels) {
   Bytes blob;
   AppendChunk(&blob, HARVANE_TAG_LPCM, LpcmPayloadOf(sampleRate, channels), sizeof(LpcmPayload));
   return blob;
-}
-
-CountedInfo::CountedInfo(Bytes blob) : blob(std::move(blob)) {
-  std::memset(&counted.record, kJunkByte, sizeof counted.record);
-  counted.record.type = kJunkType;
-  counted.record.release = Release;
-  counted.record.data = this->blob.data();
-  counted.record.size = static_cast<std::uint32_t>(this->blob.size());
-}
-
-std::uint32_t HARVANE_CALL CountedInfo::Release(void* record) {
-  auto* const counted = static_cast<Counted*>(record);
-  if (++counted->releases == 1 && counted->record.size != 0) {
-    std::memset(counted->record.data, kJunkByte, counted->record.size);
-  }
-  counted->record.data = nullptr;
-  return 0;
-}
-
-CountedUnit::CountedUnit(const std::int16_t* interleaved, std::uint32_t frames,
-                         std::uint32_t channels, Arrangement arrangement) {
-  constexpr std::int16_t kJunkSample = 0x7FED;
-  constexpr std::uint32_t kJunkStride = 3;
-  std::memset(&counted.record, kJunkByte, sizeof counted.record);
-  counted.record.type = kJunkType;
-  counted.record.release = Release;
-  counted.record.sampleCount = frames;
-  const bool isInterleaved = arrangement == Arrangement::kInterleaved;
-  const std::uint32_t stride = isInterleaved                         ? channels
-                               : arrangement == Arrangement::kPlanar ? 1
-                                                                     : kJunkStride;
-  const std::size_t room = std::size_t{frames} * (isInterleaved ? channels : stride * channels);
-  samples.assign(room + 1, kJunkSample);
-  for (std::uint32_t c = 0; c < channels && c < kPcmUnitChannels; ++c) {
-    const std::size_t start = isInterleaved ? c : std::size_t{c} * frames * stride;
-    for (std::size_t s = 0; s < frames; ++s) {
-      samples[start + s * stride] = interleaved[s * channels + c];
-    }
-    counted.record.data[c] = samples.data() + start;
-    counted.record.stride[c] = stride;
-  }
-  counted.samples = &samples;
-}
-
-std::uint32_t HARVANE_CALL CountedUnit::Release(void* record) {
-  auto* const counted = static_cast<Counted*>(record);
-  ++counted->releases;
-  counted->samples->assign(counted->samples->size(), 0x5A5A);
-  std::memset(counted->record.data, 0, sizeof counted->record.data);
-  return 0;
 }
 
 ModuleInstance::ModuleInstance(TestRun& run) : run(run), exports(run.Module()) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "delay_audio/HostRecords.h"
+#include "tool/validate/CountedRecords.h"
 #include "tool/validate/TestRun.h"
 
 namespace harvane {
@@ -42,52 +43,6 @@ void AppendChunk(Bytes* blob, std::uint32_t tag, const Bytes& payload, std::uint
 Bytes LpcmPayloadOf(std::uint32_t sampleRate, std::uint32_t channels);
 Bytes VidePayloadOf(std::uint32_t numerator, std::uint32_t denominator);
 Bytes FormatBlobOf(std::uint32_t sampleRate, std::uint32_t channels);
-
-// ---- records of the host, which count how often the module ends them. What the module must not
-// read holds junk; what was released is spoilt.
-
-class CountedInfo {
- public:
-  explicit CountedInfo(Bytes blob);
-  CountedInfo(const CountedInfo&) = delete;
-  CountedInfo& operator=(const CountedInfo&) = delete;
-  InfoBuffer* Record() { return &counted.record; }
-  int Releases() const { return counted.releases; }
-
- private:
-  struct Counted {
-    InfoBuffer record;
-    int releases = 0;
-  };
-  static std::uint32_t HARVANE_CALL Release(void* record);
-
-  Bytes blob;
-  Counted counted;
-};
-
-// Where the samples of a unit lie.
-enum class Arrangement { kInterleaved, kPlanar, kStrided };
-
-class CountedUnit {
- public:
-  CountedUnit(const std::int16_t* interleaved, std::uint32_t frames, std::uint32_t channels,
-              Arrangement arrangement);
-  CountedUnit(const CountedUnit&) = delete;
-  CountedUnit& operator=(const CountedUnit&) = delete;
-  PcmUnit* Record() { return &counted.record; }
-  int Releases() const { return counted.releases; }
-
- private:
-  struct Counted {
-    PcmUnit record;
-    Samples* samples = nullptr;
-    int releases = 0;
-  };
-  static std::uint32_t HARVANE_CALL Release(void* record);
-
-  Samples samples;
-  Counted counted;
-};
 
 // ---- the instance
 

@@ -138,17 +138,15 @@ void RefuseRatesWithoutWindows(TestRun& run) {
 }  // namespace
 
 void AddParameterTests(std::vector<ValidationTest>* tests) {
-  const auto add = [tests](const char* name, void (*body)(TestRun&)) {
-    tests->push_back({std::string("Parameters.") + name, 1, kLimitSeconds, body});
-  };
-  add("TextThatIsNoDocumentIsRefusedWithThree", RefuseOtherTexts);
-  add("MissingValueIsRefusedWithFour", RefuseMissingValues);
-  add("RefusalLeavesTheInstanceUsable", GoOnAfterRefusal);
-  add("NumbersAreReadFromTheirStart", ReadNumbersFromTheirStart);
-  add("UnknownElementsAreIgnored", IgnoreTheUnknown);
-  add("ValuesOutsideTheSchemeAreTaken", TakeValuesOutsideTheScheme);
-  add("UnknownLayoutIsRefusedAtTheSequenceWithThree", RefuseUnknownLayouts);
-  add("RateWithoutWindowsIsRefusedAtTheSequenceWithTwo", RefuseRatesWithoutWindows);
+  const TestGroup group("Parameters.", kLimitSeconds, tests);
+  group.Add("TextThatIsNoDocumentIsRefusedWithThree", RefuseOtherTexts);
+  group.Add("MissingValueIsRefusedWithFour", RefuseMissingValues);
+  group.Add("RefusalLeavesTheInstanceUsable", GoOnAfterRefusal);
+  group.Add("NumbersAreReadFromTheirStart", ReadNumbersFromTheirStart);
+  group.Add("UnknownElementsAreIgnored", IgnoreTheUnknown);
+  group.Add("ValuesOutsideTheSchemeAreTaken", TakeValuesOutsideTheScheme);
+  group.Add("UnknownLayoutIsRefusedAtTheSequenceWithThree", RefuseUnknownLayouts);
+  group.Add("RateWithoutWindowsIsRefusedAtTheSequenceWithTwo", RefuseRatesWithoutWindows);
 }
 
 }  // namespace harvane

@@ -324,22 +324,20 @@ void WriteOutFlags(TestRun& run) {
 }  // namespace
 
 void AddRecordTests(std::vector<ValidationTest>* tests) {
-  const auto add = [tests](const char* name, void (*body)(TestRun&)) {
-    tests->push_back({std::string("Records.") + name, 1, kLimitSeconds, body});
-  };
-  add("InstanceInformationFillsItsBuffer", FillInformation);
-  add("IdentityIsConstant", KeepIdentity);
-  add("InputOfferHasItsBytes", OfferInput);
-  add("OutputOfferBeforeAFormatIsZero", OfferOutputBeforeFormat);
-  add("OutputOfferRepeatsTheFormat", RepeatFormat);
-  add("ChunksAreWalkedByTheirSizes", WalkChunks);
-  add("OtherOutputFormatIsRefusedAndNotReleased", RefuseOtherOutput);
-  add("SchemeNamesAllParameters", DescribeScheme);
-  add("ErrorMessageIsEmpty", HaveNoMessage);
-  add("FetchedUnitIsPlanar", GivePlanarUnits);
-  add("RecordsOfTheHostAreReleasedOnce", ReleaseHostRecords);
-  add("RecordsOutliveTheInstance", OutliveInstance);
-  add("OutFlagsFollowThePass", WriteOutFlags);
+  const TestGroup group("Records.", kLimitSeconds, tests);
+  group.Add("InstanceInformationFillsItsBuffer", FillInformation);
+  group.Add("IdentityIsConstant", KeepIdentity);
+  group.Add("InputOfferHasItsBytes", OfferInput);
+  group.Add("OutputOfferBeforeAFormatIsZero", OfferOutputBeforeFormat);
+  group.Add("OutputOfferRepeatsTheFormat", RepeatFormat);
+  group.Add("ChunksAreWalkedByTheirSizes", WalkChunks);
+  group.Add("OtherOutputFormatIsRefusedAndNotReleased", RefuseOtherOutput);
+  group.Add("SchemeNamesAllParameters", DescribeScheme);
+  group.Add("ErrorMessageIsEmpty", HaveNoMessage);
+  group.Add("FetchedUnitIsPlanar", GivePlanarUnits);
+  group.Add("RecordsOfTheHostAreReleasedOnce", ReleaseHostRecords);
+  group.Add("RecordsOutliveTheInstance", OutliveInstance);
+  group.Add("OutFlagsFollowThePass", WriteOutFlags);
 }
 
 }  // namespace harvane

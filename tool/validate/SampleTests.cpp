@@ -143,16 +143,14 @@ void ReadStatedChannelsOnly(TestRun& run) {
 }  // namespace
 
 void AddSampleTests(std::vector<ValidationTest>* tests) {
-  const auto add = [tests](const char* name, void (*body)(TestRun&)) {
-    tests->push_back({std::string("Samples.") + name, 1, kLimitSeconds, body});
-  };
-  add("EveryValueComesBackAtMostOneStepTowardsZero", RoundTripAllValues);
-  add("StridesCountSamples", CountStridesInSamples);
-  add("SixtyFourChannelsPassThrough", PassSixtyFourChannels);
-  add("LengthsOfUnitsDoNotMatter", CutAnywhere);
-  add("OutputThatWasNotFetchedIsLost", LoseWhatIsNotFetched);
-  add("ChannelOfNoTrackGoesThroughUnchanged", LeaveOtherChannelsAlone);
-  add("OnlyTheStatedChannelsAreRead", ReadStatedChannelsOnly);
+  const TestGroup group("Samples.", kLimitSeconds, tests);
+  group.Add("EveryValueComesBackAtMostOneStepTowardsZero", RoundTripAllValues);
+  group.Add("StridesCountSamples", CountStridesInSamples);
+  group.Add("SixtyFourChannelsPassThrough", PassSixtyFourChannels);
+  group.Add("LengthsOfUnitsDoNotMatter", CutAnywhere);
+  group.Add("OutputThatWasNotFetchedIsLost", LoseWhatIsNotFetched);
+  group.Add("ChannelOfNoTrackGoesThroughUnchanged", LeaveOtherChannelsAlone);
+  group.Add("OnlyTheStatedChannelsAreRead", ReadStatedChannelsOnly);
 }
 
 }  // namespace harvane

@@ -195,20 +195,18 @@ void StartAfresh(TestRun& run) {
 }  // namespace
 
 void AddTwoPassTests(std::vector<ValidationTest>* tests) {
-  const auto add = [tests](const std::string& name, std::function<void(TestRun&)> body) {
-    tests->push_back({"TwoPasses." + name, 1, kLimitSeconds, std::move(body)});
-  };
+  const TestGroup group("TwoPasses.", kLimitSeconds, tests);
   for (const std::uint32_t rate : {48000U, 44100U, 96000U, 192000U}) {
-    add(Joined("ToneReachesItsTarget.Rate", rate),
-        [rate](TestRun& run) { ReachTarget(run, rate); });
+    group.Add(Joined("ToneReachesItsTarget.Rate", rate),
+              [rate](TestRun& run) { ReachTarget(run, rate); });
   }
-  add("AllSamplesAreScaledAlike", ScaleAllSamplesAlike);
-  add("CeilingHoldsAndFollowsTheCurve", HoldCeiling);
-  add("LimitedTracksAreNinetyFiveFramesLate", DelayLimitedTracksOnly);
-  add("ChannelsOfALimitedTrackAreReducedAlike", ReduceChannelsAlike);
-  add("ShortTermTargetOnlyLowers", OnlyLowerShortTerm);
-  add("UnmeasuredTrackIsRaisedByTheWholeDifference", RaiseTheUnmeasured);
-  add("SequencesInheritNothing", StartAfresh);
+  group.Add("AllSamplesAreScaledAlike", ScaleAllSamplesAlike);
+  group.Add("CeilingHoldsAndFollowsTheCurve", HoldCeiling);
+  group.Add("LimitedTracksAreNinetyFiveFramesLate", DelayLimitedTracksOnly);
+  group.Add("ChannelsOfALimitedTrackAreReducedAlike", ReduceChannelsAlike);
+  group.Add("ShortTermTargetOnlyLowers", OnlyLowerShortTerm);
+  group.Add("UnmeasuredTrackIsRaisedByTheWholeDifference", RaiseTheUnmeasured);
+  group.Add("SequencesInheritNothing", StartAfresh);
 }
 
 }  // namespace harvane

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace harvane {
@@ -30,6 +31,26 @@ const std::vector<ValidationTest>& ValidationTests();
 
 // The group whose failure makes all others meaningless.
 inline constexpr const char* kLoadingGroup = "Loading.";
+
+// Appends the tests of one group.
+class TestGroup {
+ public:
+  // `name` with its point stands before the names of the tests. The limit and the ending are
+  // theirs.
+  TestGroup(std::string name, int limitSeconds, std::vector<ValidationTest>* tests,
+            Ending ending = Ending::kReturns)
+      : name(std::move(name)), limitSeconds(limitSeconds), tests(tests), ending(ending) {}
+
+  void Add(const std::string& sentence, std::function<void(TestRun&)> run, int level = 1) const {
+    tests->push_back({name + sentence, level, limitSeconds, std::move(run), ending});
+  }
+
+ private:
+  std::string name;
+  int limitSeconds;
+  std::vector<ValidationTest>* tests;
+  Ending ending;
+};
 
 // The tests of a topic, appended.
 void AddLoadingTests(std::vector<ValidationTest>* tests);

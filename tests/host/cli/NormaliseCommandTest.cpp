@@ -12,6 +12,12 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
+int CountOf(const std::string& word, const std::string& text) {
+  int count = 0;
+  for (std::size_t at = 0; (at = text.find(word, at)) != std::string::npos; ++at) ++count;
+  return count;
+}
+
 class NormaliseByRate : public testing::TestWithParam<int> {};
 
 TEST_P(NormaliseByRate, OutputIsThatOfTheExports) {
@@ -147,6 +153,24 @@ TEST(NormaliseCommand, AModuleFileGivesTheSameOutputAndSaysWhoMeasured) {
   EXPECT_THAT(run.out, HasSubstr("stereo  after"));
   // Half of the two rows: what an unloaded module leaves.
   EXPECT_THAT(ReadBytes(place.FileIn("logs/m.csv")), HasSubstr(",Analysis,0,1,Stereo,"));
+}
+
+// What a killed process would leave behind must not be made in the first place.
+TEST(NormaliseCommand, TrialsAndWitnessesNeedNoFolder) {
+  const Workplace place;
+  WriteSound(place.FileIn("in.wav"), kWav16, 48000, 1, PeakyNoise(48000, 1, 4.0));
+  const std::string arguments = "normalise in.wav -o out.wav --converge -L logs -N log";
+  const RunResult linked = place.Run(arguments, "TMPDIR=/nowhere");
+  EXPECT_EQ(linked.code, 0) << linked.err;
+  EXPECT_THAT(linked.out, HasSubstr("jobs"));
+  EXPECT_THAT(place.Names(), ElementsAre("in.wav", "logs", "out.wav"));
+  // The first pass, and both of the job that wrote the file; none of the trials.
+  const std::string log = ReadBytes(place.FileIn("logs/log.csv"));
+  EXPECT_EQ(CountOf(",Analysis,", log), 2);
+  EXPECT_EQ(CountOf(",Process,", log), 1);
+  const RunResult loaded =
+      place.Run(arguments + " --overwrite --module " HARVANE_MODULE, "TMPDIR=/nowhere");
+  EXPECT_EQ(loaded.code, 0) << loaded.err;
 }
 
 TEST(NormaliseCommand, LogIsWholeAndItsPlaceIsSaid) {

@@ -1,4 +1,4 @@
-#include "host/ChannelMap.h"
+#include "host/LayoutNames.h"
 
 #include <fmt/format.h>
 
@@ -11,7 +11,6 @@
 namespace harvane {
 namespace {
 
-constexpr int kSurroundChannels = 6;
 constexpr int kMonoFormat = 1;
 constexpr int kStereoFormat = 2;
 constexpr int kSurroundFormat = 6;
@@ -72,39 +71,6 @@ std::string LayoutsFor(int fileChannels) {
     text += layout.name;
   }
   return text;
-}
-
-ChannelMap::ChannelMap(const std::vector<int>& groupFormats) {
-  int groupStart = 0;
-  for (const int format : groupFormats) {
-    const ChannelLayout& layout = *FindChannelLayout(format);
-    int channel = groupStart;
-    for (int t = 0; t < layout.trackCount; ++t) {
-      if (layout.channelCounts[t] == kSurroundChannels) surroundTracks.push_back(FileChannels());
-      for (int k = 0; k < layout.channelCounts[t]; ++k) moduleChannel.push_back(channel++);
-    }
-    moduleChannels = channel;
-    groupStart += kChannelsPerGroup;
-  }
-}
-
-void ChannelMap::Expand(const std::int16_t* file, std::size_t frames,
-                        std::vector<std::int16_t>* row) const {
-  const auto width = static_cast<std::size_t>(moduleChannels);
-  row->assign(frames * width, 0);
-  for (std::int16_t* frame = row->data(); frame != row->data() + row->size(); frame += width) {
-    for (const int channel : moduleChannel) frame[channel] = *file++;
-  }
-}
-
-void ChannelMap::Extract(const std::int16_t* row, std::size_t frames,
-                         std::vector<std::int16_t>* file) const {
-  file->resize(frames * moduleChannel.size());
-  std::int16_t* target = file->data();
-  for (std::size_t s = 0; s < frames; ++s) {
-    for (const int channel : moduleChannel) *target++ = row[channel];
-    row += moduleChannels;
-  }
 }
 
 }  // namespace harvane
