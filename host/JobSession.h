@@ -20,7 +20,8 @@ namespace harvane {
 // of this platform, or, elsewhere than on Windows, one of Windows, by the operations of
 // HostSession.
 //
-// Errors     ModuleRefusal; ModuleError for a module file that is of no use.
+// Errors     ModuleRefusal; ModuleError for a module file that is of no use;
+//            ModuleDeath for one in another process that has ended it.
 // End        a sequence that was not ended is ended, so that the module keeps
 //            nothing; then the instance and the module file are let go.
 // Thread     one caller at a time.

@@ -35,6 +35,12 @@ class ModuleError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// A module that has ended the process it was in; for this one it is of no use any more.
+class ModuleDeath : public ModuleError {
+ public:
+  using ModuleError::ModuleError;
+};
+
 // A module file of this platform, loaded. Its exports are valid while it lives;
 // its end unloads the module.
 class LoadedModule {

@@ -41,7 +41,7 @@ class PendingFile {
 
   // As the user wrote it.
   const std::string& Path() const { return path; }
-  // Open for reading and writing.
+  // Open for reading and writing, until Commit.
   int Number() const { return descriptor.Number(); }
 
   // Brings the bytes to the disk and gives the file its name. Once it returns both are there to

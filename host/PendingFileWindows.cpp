@@ -55,6 +55,8 @@ void PendingFile::Commit() {
   } else if (!MoveTo(target)) {
     RefuseExisting();
   }
+  // Most programs open no file that is still open for its removal.
+  descriptor = Descriptor();
 }
 
 bool PendingFile::MoveTo(const std::string& name) {

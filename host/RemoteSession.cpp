@@ -196,7 +196,7 @@ struct RemoteSession::Connection {
   // What breaks the protocol makes the session useless.
   template <class Body>
   void Checked(Body body) {
-    if (!failure.empty()) throw ModuleError(failure);
+    if (!failure.empty()) ThrowFailure();
     try {
       body();
     } catch (const ProtocolError& error) {
@@ -309,13 +309,19 @@ struct RemoteSession::Connection {
   [[noreturn]] void FailAsEnded(std::uint32_t request) {
     Reap(Clock::now() + kReapTimeout);
     const std::string end = isReaped ? EndText(status) : std::string("it went silent");
+    isDead = hasOpened;
     Fail(hasOpened ? modulePath + ": the module ended its process " + Doing(request) + ", " + end
                    : modulePath + ": its process under Wine came to nothing, " + end);
   }
 
   [[noreturn]] void Fail(const std::string& text) {
     failure = text;
-    throw ModuleError(text);
+    ThrowFailure();
+  }
+
+  [[noreturn]] void ThrowFailure() const {
+    if (isDead) throw ModuleDeath(failure);
+    throw ModuleError(failure);
   }
 
   const std::string modulePath;
@@ -325,6 +331,7 @@ struct RemoteSession::Connection {
   bool isReaped = false;
   int status = 0;          // once it is reaped
   bool hasOpened = false;  // it has answered once
+  bool isDead = false;     // the module ended its process
   std::string failure;     // what made the session useless
 };
 

@@ -38,8 +38,9 @@ std::string WineRunner(const std::string& executableFolder);
 // Log        paths in the parameter document are the module's: see WindowsPathOf. The
 //            module stays loaded, and its writer at work, while the session lives.
 // Errors     ModuleRefusal, as HostSession. ModuleError: something is missing or cannot
-//            be started, the module cannot be loaded, or its process came to an end.
-//            After a ModuleError every further call throws ModuleError at once.
+//            be started, or the module cannot be loaded. ModuleDeath: the process came
+//            to an end once the instance was open. After such an error every further
+//            call throws it again at once.
 // Streams    the process's standard error is this program's.
 // Thread     one caller at a time.
 class RemoteSession {

@@ -12,12 +12,11 @@
 
 #include "tool/AudioRun.h"
 #include "tool/CommonOptions.h"
+#include "tool/OwnProcess.h"
 
 namespace harvane {
 namespace {
 
-// What this program is, also where its file was moved or replaced meanwhile.
-constexpr const char* kThisProgram = "/proc/self/exe";
 constexpr const char* kWorkerFlag = "--worker";
 constexpr int kMostProcesses = 1024;
 constexpr double kLongestTimeout = 1e7;  // seconds
@@ -137,7 +136,7 @@ void AddAudioCommand(CLI::App* app, JobKind kind, const std::string& name, const
   AddResultOptions(command, options.get());
   AddRunningOptions(command, options.get());
   command->footer(examples + kCodes);
-  options->workerCommand = {kThisProgram, kWorkerFlag};
+  options->workerCommand = {OwnProgram(), kWorkerFlag};
   options->workerCommand.insert(options->workerCommand.end(), arguments.begin(), arguments.end());
   command->callback([options, isWorker, run] {
     *run = [options, isWorker] { return RunCommand(options.get(), *isWorker); };

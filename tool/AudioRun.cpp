@@ -1,10 +1,6 @@
 #include "tool/AudioRun.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <sched.h>
-#include <sys/file.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -16,7 +12,6 @@
 #include <iostream>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <string_view>
 #include <utility>
 
 #include "delay_audio/PassObserver.h"
@@ -26,6 +21,8 @@
 #include "host/PendingFile.h"
 #include "tool/FileJob.h"
 #include "tool/Interruption.h"
+#include "tool/OwnProcess.h"
+#include "tool/Terminal.h"
 #include "tool/Workers.h"
 #include "tool/results/ReportPage.h"
 #include "tool/results/ResultCsv.h"
@@ -105,11 +102,7 @@ bool IsVariableSet(const char* name) {
   return value != nullptr && *value != '\0';
 }
 
-bool AreColoursWanted() {
-  const char* const kind = std::getenv("TERM");
-  const bool isDumb = kind == nullptr || std::string_view(kind) == "dumb";
-  return isatty(STDOUT_FILENO) != 0 && !isDumb && !IsVariableSet("NO_COLOR");
-}
+bool AreColoursWanted() { return IsColourTerminal(stdout) && !IsVariableSet("NO_COLOR"); }
 
 bool IsFailure(FileStatus status) {
   return status != FileStatus::kDone && status != FileStatus::kSkipped;
@@ -153,19 +146,6 @@ class LogWatch {
   const JobOptions& job;
   bool isKnown;
   LogState start;
-};
-
-// The turn of one of all workers on this machine to write to the log: rows of two at a time would
-// run into one another, and each would write the header of a new file. Where such a lock cannot
-// be had it goes on without.
-class LogTurn {
- public:
-  LogTurn() : program(open("/proc/self/exe", O_RDONLY | O_CLOEXEC)) {
-    flock(program.Number(), LOCK_EX);
-  }
-
- private:
-  Descriptor program;  // its end gives the lock back
 };
 
 // ---- a run
@@ -272,14 +252,7 @@ class AudioRun {
     return RunInWorkers(settings, jobs, listener, interruption);
   }
 
-  int Processes() const {
-    if (options.processes > 0) return options.processes;
-    // Those that this process may use: a cluster gives a task fewer than there are.
-    cpu_set_t processors;
-    CPU_ZERO(&processors);
-    if (sched_getaffinity(0, sizeof processors, &processors) != 0) return 1;
-    return std::max(1, CPU_COUNT(&processors));
-  }
+  int Processes() const { return options.processes > 0 ? options.processes : UsableProcessors(); }
 
   static std::string JobText(const FileResult& file) {
     std::string line = ToJsonLine(file);
@@ -447,7 +420,9 @@ FileResult DoFile(const AudioRunOptions& options, const std::string& job, const 
     file.error = failure.what();
   }
   if (options.job.module.empty()) {
-    const LogTurn turn;
+    // Rows of two at a time would run into one another, and each would write the header of a new
+    // file.
+    const ProgramTurn turn;
     WriteWaitingLogRows();
   }
   return file;

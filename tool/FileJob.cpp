@@ -758,6 +758,8 @@ FileResult RunFileJob(const JobOptions& options, const std::string& input,
     Fail(&result, FileStatus::kRefused,
          fmt::format("the module's {} answered {} ({})", refusal.ExportName(), refusal.Code(),
                      MeaningOfResult(refusal.Code())));
+  } catch (const ModuleDeath& death) {
+    Fail(&result, FileStatus::kCrashed, death.what());
   } catch (const std::bad_alloc&) {
     Fail(&result, FileStatus::kFailed, "memory exhausted");
   } catch (const std::exception& failure) {

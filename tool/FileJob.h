@@ -28,8 +28,9 @@ using ProgressSink = std::function<bool(const JobProgress&)>;
 //            know of the module's limits: reduced samples, rough rates, late tracks.
 // Status     kDone; kSkipped where --tolerance asks and every track fits; kFailed for the file,
 //            its output or a module file that cannot be loaded; kRefused for a code that the
-//            module answered; kInterrupted where `progress` said so. Errors are one line without
-//            the file's name. The output is there only after kDone.
+//            module answered; kCrashed where a module ended the process of its own that it was in;
+//            kInterrupted where `progress` said so. Errors are one line without the file's name.
+//            The output is there only after kDone.
 // Throws     nothing for a fault of the file; std::bad_alloc becomes kFailed too.
 // Log        the module's rows are the same as those of any host. Rows of the linked module wait
 //            until WriteWaitingLogRows, which the end of the program calls. Trials of --converge

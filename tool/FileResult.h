@@ -94,7 +94,7 @@ enum class FileStatus {
   kSkipped,   // fits already: nothing is written
   kFailed,    // the file or its output: unreadable, no such layout, disk full
   kRefused,   // by the module
-  kCrashed,   // the worker process died
+  kCrashed,   // the worker process died, or the process that a Windows module was in
   kTimedOut,  // the worker process was killed
   kInterrupted,
 };

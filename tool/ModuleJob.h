@@ -20,7 +20,7 @@ namespace harvane {
 // Values     of the linked module: its own. A module file tells none: what goes in in the first
 //            pass, and what comes out in the second, is then measured by the linked module.
 // Samples    signed 16-bit, interleaved.
-// Errors     ModuleRefusal, ModuleError, std::bad_alloc.
+// Errors     ModuleRefusal, ModuleError, ModuleDeath, std::bad_alloc.
 // Thread     one caller at a time.
 class ModuleJob {
  public:

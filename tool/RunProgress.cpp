@@ -1,15 +1,12 @@
 #include "tool/RunProgress.h"
 
 #include <fmt/format.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <nlohmann/json.hpp>
-#include <string_view>
 
+#include "tool/Terminal.h"
 #include "tool/results/ResultNames.h"
 
 namespace harvane {
@@ -19,22 +16,9 @@ using Json = nlohmann::ordered_json;
 
 constexpr int kBarWidth = 30;
 constexpr int kSmallestBar = 5;
-constexpr int kUsualColumns = 80;
 constexpr std::chrono::milliseconds kLineInterval{100};
 constexpr std::chrono::milliseconds kJsonInterval{500};
 constexpr const char* kClearLine = "\r\033[K";
-
-int ColumnsOf(std::FILE* stream) {
-  winsize size{};
-  if (ioctl(fileno(stream), TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return kUsualColumns;
-  return size.ws_col;
-}
-
-bool IsLineTerminal(std::FILE* stream) {
-  const char* const kind = std::getenv("TERM");
-  const bool isDumb = kind != nullptr && std::string_view(kind) == "dumb";
-  return isatty(fileno(stream)) != 0 && !isDumb;
-}
 
 std::string Clock(double seconds) {
   const auto whole = static_cast<long long>(std::ceil(seconds));
@@ -167,7 +151,7 @@ void RunProgress::Show() {
     return;
   }
   // The last column stays free: some terminals wrap there.
-  fmt::print(stream, "{}{}", kClearLine, ProgressLine(State(), ColumnsOf(stream) - 1));
+  fmt::print(stream, "{}{}", kClearLine, ProgressLine(State(), TerminalColumns(stream) - 1));
   std::fflush(stream);
   isLineShown = true;
 }

@@ -1,27 +1,13 @@
 #include "tool/Workers.h"
 
-#include <fcntl.h>
-#include <fmt/format.h>
-#include <spawn.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <chrono>
-#include <csignal>
-#include <cstring>
 #include <deque>
 #include <list>
-#include <memory>
-#include <string_view>
-#include <system_error>
 #include <utility>
 
-#include "host/PendingFile.h"
 #include "tool/Interruption.h"
+#include "tool/WorkerProcess.h"
 
 namespace harvane {
 namespace {
@@ -39,47 +25,12 @@ constexpr std::chrono::milliseconds kTermGrace{1000};
 constexpr std::chrono::milliseconds kLeaveGrace{5000};
 constexpr int kMostReturns = 3;
 constexpr int kMostFailedStarts = 3;
-constexpr std::size_t kReadBytes = 65536;
-
-struct Pipe {
-  Descriptor read;
-  Descriptor write;
-};
-
-Pipe MakePipe() {
-  std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-    throw std::system_error(errno, std::generic_category(), "a pipe to a worker cannot be made");
-  }
-  return {Descriptor(ends[0]), Descriptor(ends[1])};
-}
-
-bool WriteLine(int descriptor, std::string line) {
-  line += '\n';
-  std::string_view rest = line;
-  while (!rest.empty()) {
-    const ssize_t written = write(descriptor, rest.data(), rest.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return false;
-    rest.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
-}
 
 // The whole lines of a stream that comes in pieces.
 class LineReader {
  public:
-  // Takes what is there, without waiting. False at the end of the stream.
-  bool Read(int descriptor) {
-    for (;;) {
-      std::array<char, kReadBytes> piece;
-      const ssize_t count = read(descriptor, piece.data(), piece.size());
-      if (count < 0 && errno == EINTR) continue;
-      if (count < 0) return errno == EAGAIN;
-      if (count == 0) return false;
-      text.append(piece.data(), static_cast<std::size_t>(count));
-    }
-  }
+  // To append what comes.
+  std::string* Text() { return &text; }
 
   std::optional<std::string> Next() {
     const std::size_t end = text.find('\n', start);
@@ -101,63 +52,11 @@ class LineReader {
   std::size_t start = 0;
 };
 
-std::string WaysOut(int status) {
-  if (WIFSIGNALED(status)) {
-    const int signal = WTERMSIG(status);
-    return fmt::format("its process was ended by signal {} ({})", signal, strsignal(signal));
-  }
-  return fmt::format("its process ended with status {}", WEXITSTATUS(status));
-}
+// One worker and what it is at.
+struct Worker {
+  explicit Worker(const std::vector<std::string>& command) : process(command) {}
 
-// One worker process. Dies with the object.
-class Worker {
- public:
-  explicit Worker(const std::vector<std::string>& command) {
-    Pipe toWorker = MakePipe();
-    Pipe fromWorker = MakePipe();
-    Pipe complaints = MakePipe();
-    fcntl(fromWorker.read.Number(), F_SETFL, O_NONBLOCK);
-    fcntl(complaints.read.Number(), F_SETFL, O_NONBLOCK);
-    Spawn(command, {toWorker.read.Number(), fromWorker.write.Number(), complaints.write.Number()});
-    jobs = std::move(toWorker.write);
-    lines = std::move(fromWorker.read);
-    errors = std::move(complaints.read);
-  }
-  ~Worker() {
-    if (process <= 0) return;
-    Signal(SIGKILL);
-    waitpid(process, nullptr, 0);
-  }
-  Worker(const Worker&) = delete;
-  Worker& operator=(const Worker&) = delete;
-
-  // 0, or why there is no process.
-  int StartError() const { return startError; }
-
-  int Lines() const { return lines.Number(); }
-  int Errors() const { return errors.Number(); }
-
-  bool HandOut(const std::string& job) { return WriteLine(jobs.Number(), job); }
-  void LetGo() { jobs = Descriptor(); }
-
-  void Signal(int signal) const {
-    if (process > 0) kill(-process, signal);
-  }
-  void Terminate() const {
-    Signal(SIGTERM);
-    Signal(SIGCONT);
-  }
-
-  // How it ended; empty while it lives.
-  std::optional<int> Status() {
-    int status = 0;
-    if (process <= 0 || waitpid(process, &status, WNOHANG) != process) return std::nullopt;
-    // What it started shall not outlive it.
-    Signal(SIGKILL);
-    process = 0;
-    return status;
-  }
-
+  WorkerProcess process;
   LineReader lineReader;
   LineReader errorReader;
   std::string lastErrorLine;
@@ -167,43 +66,6 @@ class Worker {
   Clock::time_point since;                // the job was handed out
   std::optional<JobEnd::Kind> wantedEnd;  // it has been asked to die
   Clock::time_point killAt;
-
- private:
-  // `streams` become the worker's standard input, output and error.
-  void Spawn(const std::vector<std::string>& command, const std::array<int, 3>& streams) {
-    std::vector<char*> arguments;
-    for (const std::string& text : command) arguments.push_back(const_cast<char*>(text.c_str()));
-    arguments.push_back(nullptr);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    for (int i = 0; i < 3; ++i) {
-      posix_spawn_file_actions_adddup2(&actions, streams[static_cast<std::size_t>(i)], i);
-    }
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    sigset_t none;
-    sigemptyset(&none);
-    posix_spawnattr_setsigmask(&attributes, &none);
-    sigset_t usual;
-    sigemptyset(&usual);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) sigaddset(&usual, signal);
-    posix_spawnattr_setsigdefault(&attributes, &usual);
-    posix_spawnattr_setpgroup(&attributes, 0);
-    posix_spawnattr_setflags(
-        &attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
-    startError =
-        posix_spawn(&process, arguments[0], &actions, &attributes, arguments.data(), environ);
-    if (startError != 0) process = 0;
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&actions);
-  }
-
-  pid_t process = 0;
-  int startError = 0;
-  Descriptor jobs;
-  Descriptor lines;
-  Descriptor errors;
 };
 
 class WorkerRun {
@@ -249,11 +111,11 @@ class WorkerRun {
     const auto most = static_cast<std::size_t>(settings.processes);
     while (workers.size() < std::min(most, waiting.size() + RunningJobs())) {
       workers.emplace_back(settings.command);
-      const int error = workers.back().StartError();
-      if (error == 0) continue;
+      const std::string error = workers.back().process.StartError();
+      if (error.empty()) continue;
       workers.pop_back();
       // With fewer processes than were asked for it goes on.
-      if (workers.empty()) FailStart("no process can be started for it: " + SystemText(error));
+      if (workers.empty()) FailStart("no process can be started for it: " + error);
       return;
     }
   }
@@ -275,32 +137,29 @@ class WorkerRun {
       worker.lastErrorLine.clear();
       waiting.pop_front();
       // A worker that has died meanwhile gives it back.
-      if (worker.HandOut(jobs[*worker.job]) && listener.onStart) listener.onStart(*worker.job);
+      if (worker.process.WriteLine(jobs[*worker.job]) && listener.onStart) {
+        listener.onStart(*worker.job);
+      }
     }
   }
 
   void Wait() {
-    std::vector<pollfd> descriptors;
-    for (const Worker& worker : workers) {
-      descriptors.push_back({worker.Lines(), POLLIN, 0});
-      // A negative number is passed over.
-      descriptors.push_back({worker.Errors(), POLLIN, 0});
-    }
-    interruption->Poll(&descriptors, kTickMs);
+    std::vector<Awaited> awaited;
+    for (const Worker& worker : workers) worker.process.AddAwaited(&awaited);
+    interruption->Await(awaited, kTickMs);
   }
 
   void Listen() {
     for (Worker& worker : workers) Hear(&worker);
   }
 
-  // False where the worker has no more to say.
-  bool Hear(Worker* worker) {
-    worker->errorReader.Read(worker->Errors());
+  // What it said on standard error before an answer is read after that, and heard before.
+  void Hear(Worker* worker) {
+    const bool isOpen = worker->process.ReadOutput(worker->lineReader.Text());
+    worker->process.ReadErrors(worker->errorReader.Text());
     while (const auto line = worker->errorReader.Next()) HearError(worker, *line);
-    const bool isOpen = worker->lineReader.Read(worker->Lines());
     while (const auto line = worker->lineReader.Next()) HearLine(worker, *line);
-    if (!isOpen) worker->Signal(SIGKILL);
-    return isOpen;
+    if (!isOpen) worker->process.Kill();
   }
 
   void HearError(Worker* worker, const std::string& line) {
@@ -330,7 +189,7 @@ class WorkerRun {
   void AskToDie(Worker* worker, JobEnd::Kind kind) {
     worker->wantedEnd = kind;
     worker->killAt = Clock::now() + kTermGrace;
-    worker->Terminate();
+    worker->process.AskToEnd();
   }
 
   void EndAll() {
@@ -341,7 +200,7 @@ class WorkerRun {
     const Clock::time_point now = Clock::now();
     for (Worker& worker : workers) {
       if (worker.wantedEnd) {
-        if (now >= worker.killAt) worker.Signal(SIGKILL);
+        if (now >= worker.killAt) worker.process.Kill();
       } else if (worker.job && settings.timeoutSeconds &&
                  now - worker.since >= std::chrono::duration<double>(*settings.timeoutSeconds)) {
         AskToDie(&worker, JobEnd::Kind::kTimedOut);
@@ -351,8 +210,8 @@ class WorkerRun {
 
   void BuryTheDead() {
     for (auto worker = workers.begin(); worker != workers.end();) {
-      const std::optional<int> status = worker->Status();
-      if (!status) {
+      const std::optional<std::string> end = worker->process.TakeEnd();
+      if (!end) {
         ++worker;
         continue;
       }
@@ -360,13 +219,12 @@ class WorkerRun {
       Hear(&*worker);
       const std::string rest = worker->errorReader.Rest();
       if (!rest.empty()) HearError(&*worker, rest);
-      Bury(&*worker, *status);
+      Bury(&*worker, *end);
       worker = workers.erase(worker);
     }
   }
 
-  void Bury(Worker* worker, int status) {
-    std::string reason = WaysOut(status);
+  void Bury(Worker* worker, std::string reason) {
     if (!worker->lastErrorLine.empty()) reason += ": " + worker->lastErrorLine;
     if (!worker->isReady && !worker->wantedEnd) FailStart(reason);
     if (!worker->job) return;
@@ -385,7 +243,7 @@ class WorkerRun {
 
   // Lets the idle workers come to their own end, for a while.
   void LetGo() {
-    for (Worker& worker : workers) worker.LetGo();
+    for (Worker& worker : workers) worker.process.CloseInput();
     const Clock::time_point end = Clock::now() + kLeaveGrace;
     while (!workers.empty() && Clock::now() < end && !interruption->HasCome()) {
       Wait();
@@ -406,29 +264,6 @@ class WorkerRun {
   bool isEnding = false;
 };
 
-// Lines of standard input from now on, which the process itself finds empty.
-class JobLines {
- public:
-  JobLines() : input(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
-    const Descriptor nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
-    dup2(nothing.Number(), STDIN_FILENO);
-  }
-
-  std::optional<std::string> Next() {
-    for (;;) {
-      if (auto line = reader.Next()) return line;
-      pollfd ready = {input.Number(), POLLIN, 0};
-      poll(&ready, 1, -1);
-      fcntl(input.Number(), F_SETFL, O_NONBLOCK);
-      if (!reader.Read(input.Number())) return reader.Next();
-    }
-  }
-
- private:
-  Descriptor input;
-  LineReader reader;
-};
-
 }  // namespace
 
 bool RunInWorkers(const WorkerSettings& settings, const std::vector<std::string>& jobs,
@@ -437,15 +272,16 @@ bool RunInWorkers(const WorkerSettings& settings, const std::vector<std::string>
 }
 
 void ServeJobs(const WorkerJob& work) {
-  prctl(PR_SET_PDEATHSIG, SIGTERM);
-  JobLines jobs;
-  const Descriptor answers(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-  dup2(STDERR_FILENO, STDOUT_FILENO);
-  const auto say = [&](char kind, const std::string& text) {
-    WriteLine(answers.Number(), kind + text);
+  WorkerStreams streams;
+  const auto say = [&](char kind, const std::string& text) { streams.WriteLine(kind + text); };
+  LineReader jobs;
+  const auto nextJob = [&] {
+    std::optional<std::string> job = jobs.Next();
+    for (bool isOpen = true; !job && isOpen; job = jobs.Next()) isOpen = streams.Read(jobs.Text());
+    return job;
   };
   say(kReady, "");
-  while (const auto job = jobs.Next()) {
+  while (const auto job = nextJob()) {
     say(kBegun, "");
     const std::string answer = work(*job, [&](const std::string& text) { say(kNews, text); });
     say(kAnswer, answer);

@@ -55,7 +55,7 @@ struct WorkerListener {
 // Crash      a worker that dies before it has begun with its job gives it back, three times at
 //            most. Three workers in turn that die before they are ready: the jobs that are left
 //            end as crashed.
-// Ending     by SIGTERM, and a second later by SIGKILL, to the worker's process group.
+// Ending     a worker is asked to end, and a second later killed (WorkerProcess.h).
 // Errors     std::bad_alloc, std::system_error where no pipe can be made; the workers are then
 //            ended.
 // Thread     one caller at a time, and the process has no other child that it waits for.

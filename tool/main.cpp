@@ -1,9 +1,6 @@
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -13,6 +10,7 @@
 #include "tool/Commands.h"
 #include "tool/FileResult.h"
 #include "tool/InputFiles.h"
+#include "tool/OwnProcess.h"
 #include "tool/ProgramArguments.h"
 
 namespace {
@@ -26,18 +24,6 @@ Examples:
 
 harvane COMMAND --help says more.
 )";
-
-// A file that is opened later shall not become standard output by its number.
-void FillStandardStreams() {
-  for (;;) {
-    const int number = open("/dev/null", O_RDONLY);
-    if (number < 0) return;
-    if (number > STDERR_FILENO) {
-      close(number);
-      return;
-    }
-  }
-}
 
 // Commands that do no job by themselves.
 void AddOtherCommands(CLI::App* app, harvane::Run* run) {
@@ -65,10 +51,7 @@ bool IsCommandUnknown(const CLI::App& app, const std::vector<std::string>& words
 
 int main(int argumentCount, char** arguments) {
   try {
-    FillStandardStreams();
-    // A write beyond the limit of file sizes, or to nobody, shall fail as an error of that file.
-    std::signal(SIGXFSZ, SIG_IGN);
-    std::signal(SIGPIPE, SIG_IGN);
+    harvane::PrepareProcess();
     const std::vector<std::string> words = harvane::ProgramArguments(argumentCount, arguments);
     harvane::Run run;
     CLI::App app("Loudness by ITU-R BS.1770 and EBU R 128: measures, judges and normalises",

@@ -157,6 +157,31 @@ TEST_F(Batch, AFatalStopInsideTheModuleCostsItsOwnFileOnly) {
   }
 }
 
+// A module of another platform is in a process of its own, and the worker lives on. Here it is the
+// unruly one behind a runner that starts it on this platform.
+TEST_F(Batch, AModuleThatEndsAProcessOfItsOwnHasCrashedToo) {
+  Make({"a.wav", "crash1.wav"});
+  std::string module(0x44, '\0');
+  module.replace(0, 2, "MZ");
+  module[0x3C] = 0x40;
+  module.replace(0x40, 2, "PE");
+  WriteBytes(place.FileIn("Foreign.rpi"), module);
+  WriteBytes(place.FileIn("harvane-session.exe"), "");
+  WriteBytes(place.FileIn("runner"),
+             "#!/bin/sh\nexec " HARVANE_SESSION_PROGRAM " " HARVANE_UNRULY_MODULE "\n");
+  std::filesystem::permissions(place.FileIn("runner"), std::filesystem::perms::owner_all);
+  const RunResult run =
+      place.Run("normalise crash1.wav a.wav -d out -f json -M Foreign.rpi -L logs -N m",
+                "HARVANE_WINE_RUNNER='" + place.FileIn("runner") + "'");
+  EXPECT_EQ(run.code, 5) << run.err;
+  const Json whole = Json::parse(run.out);
+  EXPECT_EQ(FileOf(whole, "crash1.wav").at("status"), "crashed");
+  EXPECT_THAT(std::string(FileOf(whole, "crash1.wav").at("error")),
+              HasSubstr("the module ended its process in a unit of audio, signal 6"));
+  EXPECT_EQ(FileOf(whole, "a.wav").at("status"), "done");
+  EXPECT_THAT(NamesIn("out"), ElementsAre("a.wav"));
+}
+
 TEST_F(Batch, AFileThatTakesTooLongIsEndedAndTheRestIsDone) {
   Make({"a.wav", "hang.wav", "z.wav"});
   const RunResult run = place.Run(

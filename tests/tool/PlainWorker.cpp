@@ -1,19 +1,32 @@
 // A worker whose jobs say what it shall do: "say TEXT", "news TEXT", "sleep SECONDS", "stay" (for
-// ever, whatever it is asked to), "exit STATUS", "signal NUMBER" (to itself), "print TEXT",
-// "complain TEXT", "input", "limit" (a long answer). With an argument the process ends with that
-// status before it does anything.
+// ever, whatever it is asked to), "exit STATUS", "crash", "print TEXT", "complain TEXT", "input",
+// "limit" (a long answer). With an argument it does that job by itself, or ends with the status
+// that it is.
 
-#include <unistd.h>
+#ifdef _WIN32
+#include <windows.h>
+#endif
 
+#include <cctype>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <sstream>
 #include <string>
+#include <thread>
 
 #include "tool/Workers.h"
 
 namespace {
+
+#ifdef _WIN32
+constexpr int kWishToEnd = SIGBREAK;
+void Crash() { RaiseException(EXCEPTION_ACCESS_VIOLATION, 0, 0, nullptr); }
+#else
+constexpr int kWishToEnd = SIGTERM;
+void Crash() { std::raise(SIGABRT); }
+#endif
 
 std::string Do(const std::string& job, const harvane::TellNews& tell) {
   std::istringstream words(job);
@@ -22,13 +35,13 @@ std::string Do(const std::string& job, const harvane::TellNews& tell) {
   words >> verb >> std::ws;
   std::getline(words, text);
   if (verb == "news") tell(text);
-  if (verb == "sleep") usleep(static_cast<useconds_t>(std::stod(text) * 1e6));
+  if (verb == "sleep") std::this_thread::sleep_for(std::chrono::duration<double>(std::stod(text)));
   if (verb == "stay") {
-    std::signal(SIGTERM, SIG_IGN);
-    for (;;) pause();
+    std::signal(kWishToEnd, SIG_IGN);
+    for (;;) std::this_thread::sleep_for(std::chrono::hours(1));
   }
   if (verb == "exit") std::_Exit(std::stoi(text));
-  if (verb == "signal") std::raise(std::stoi(text));
+  if (verb == "crash") Crash();
   if (verb == "print") std::cout << text << std::endl;
   if (verb == "complain") std::cerr << text << std::endl;
   if (verb == "input" && std::cin.get() != EOF) return "not empty";
@@ -39,7 +52,13 @@ std::string Do(const std::string& job, const harvane::TellNews& tell) {
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
-  if (argumentCount > 1) return std::stoi(arguments[1]);
+  if (argumentCount > 1) {
+    if (std::isdigit(static_cast<unsigned char>(arguments[1][0])) != 0) {
+      return std::stoi(arguments[1]);
+    }
+    Do(arguments[1], [](const std::string&) {});
+    return 0;
+  }
   harvane::ServeJobs(Do);
   return 0;
 }

@@ -1,44 +1,23 @@
 #include "tool/validate/ModuleProber.h"
 
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <utf8.h>
 
 #include <algorithm>
-#include <chrono>
-#include <csignal>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <thread>
 
-#include "host/RemoteSession.h"
+#include "host/ModuleExports.h"
+#include "tool/validate/FilePath.h"
 #include "tool/validate/Probe.h"
 
 namespace harvane {
 namespace {
 
 namespace files = std::filesystem;
-using Clock = std::chrono::steady_clock;
-using std::chrono::milliseconds;
 
-constexpr const char* kWindowsProbe = "harvane-probe.exe";
 constexpr int kDescribeSeconds = 60;  // a cold start of Wine takes some of them
 constexpr std::size_t kMostErrorText = 2000;
-
-std::string FindWindowsProbe(const std::string& modulePath, const std::string& folder) {
-  const files::path beside = files::path(modulePath).parent_path() / kWindowsProbe;
-  for (const files::path& place : {beside, files::path(folder) / kWindowsProbe,
-                                   files::path(folder) / ".." / "windows" / kWindowsProbe}) {
-    if (files::exists(place)) return files::canonical(place).string();
-  }
-  throw ModuleError(modulePath + ": a Windows module needs " + kWindowsProbe +
-                    " to run under Wine, beside it or beside this program");
-}
 
 // UTF-8 without control characters.
 std::string Printable(const std::string& bytes) {
@@ -51,7 +30,7 @@ std::string Printable(const std::string& bytes) {
 }
 
 std::string EndOfFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
+  std::ifstream file(FilePath(path), std::ios::binary);
   std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
   if (text.size() > kMostErrorText) text.erase(0, text.size() - kMostErrorText);
   text = Printable(text);
@@ -59,125 +38,39 @@ std::string EndOfFile(const std::string& path) {
   return text;
 }
 
-// The environment with another home, so that no default reaches the user's own.
-std::vector<std::string> EnvironmentWithHome(const std::string& home) {
-  std::vector<std::string> variables;
-  for (char** next = environ; *next != nullptr; ++next) {
-    if (std::strncmp(*next, "HOME=", 5) != 0 && std::strncmp(*next, "XDG_CONFIG_HOME=", 16) != 0) {
-      variables.emplace_back(*next);
-    }
-  }
-  variables.push_back("HOME=" + home);
-  return variables;
-}
-
-std::vector<char*> Pointers(std::vector<std::string>* texts) {
-  std::vector<char*> pointers;
-  for (std::string& text : *texts) pointers.push_back(text.data());
-  pointers.push_back(nullptr);
-  return pointers;
-}
-
-// Waits for the process, and ends it when the time is up. `group`: with its descendants.
-ProbeEnd Await(pid_t process, bool isGroup, int limitSeconds) {
-  constexpr milliseconds kStep{2};
-  constexpr milliseconds kGrace{3000};
-  ProbeEnd end;
-  const Clock::time_point start = Clock::now();
-  Clock::time_point deadline = start + std::chrono::seconds(limitSeconds);
-  int signalToSend = SIGTERM;
-  int status = 0;
-  for (;;) {
-    const pid_t ended = waitpid(process, &status, WNOHANG);
-    if (ended == process || (ended < 0 && errno != EINTR)) break;
-    if (Clock::now() >= deadline) {
-      end.isTimedOut = true;
-      kill(isGroup ? -process : process, signalToSend);
-      signalToSend = SIGKILL;
-      deadline = Clock::now() + kGrace;
-    }
-    std::this_thread::sleep_for(kStep);
-  }
-  end.seconds = std::chrono::duration<double>(Clock::now() - start).count();
-  if (WIFSIGNALED(status)) end.signal = WTERMSIG(status);
-  if (WIFEXITED(status)) end.status = WEXITSTATUS(status);
-  return end;
-}
-
 }  // namespace
-
-ProbeFolder::ProbeFolder() {
-  std::string name = (files::temp_directory_path() / "harvane-XXXXXX").string();
-  if (mkdtemp(name.data()) == nullptr) {
-    throw files::filesystem_error("no temporary folder",
-                                  std::error_code(errno, std::generic_category()));
-  }
-  path = name;
-}
 
 ProbeFolder::~ProbeFolder() {
   std::error_code ignored;
-  files::remove_all(path, ignored);
+  files::remove_all(FilePath(path), ignored);
 }
 
-ModuleProber::ModuleProber(const std::string& path) : modulePath(files::absolute(path).string()) {
-  const std::ifstream file(modulePath);
-  if (!file || files::is_directory(modulePath)) throw ModuleError(path + ": cannot be read");
-  isWindows = IsWindowsModule(modulePath);
-  const files::path self = files::read_symlink("/proc/self/exe");
-  if (isWindows) {
-    const std::string folder = self.parent_path().string();
-    command = {WineRunner(folder), "wine", "--", FindWindowsProbe(modulePath, folder)};
-  } else {
-    command = {self.string(), "probe"};
+std::string ProbeFolder::FileIn(const std::string& name) const {
+  return (FilePath(path) / name).string();
+}
+
+ModuleProber::ModuleProber(const std::string& path)
+    : modulePath(files::absolute(FilePath(path)).string()) {
+  const std::ifstream file(FilePath(modulePath));
+  if (!file || files::is_directory(FilePath(modulePath))) {
+    throw ModuleError(path + ": cannot be read");
   }
+  program = ProbeProgramFor(modulePath);
 }
 
-std::string ModuleProber::PathFor(const std::string& path) const {
-  return isWindows ? WindowsPathOf(path) : path;
-}
-
-ProbeEnd ModuleProber::Run(const std::vector<std::string>& arguments, const std::string& folder,
+ProbeEnd ModuleProber::Run(const std::vector<std::string>& arguments, const ProbeFolder& folder,
                            int limitSeconds) const {
-  std::vector<std::string> words = command;
-  words.insert(words.end(), arguments.begin(), arguments.end());
-  // Wine's root is found by the real home.
-  const char* const home = std::getenv("HOME");
-  std::vector<std::string> variables = EnvironmentWithHome(!isWindows        ? folder
-                                                           : home == nullptr ? "/"
-                                                                             : home);
-  const std::string streams = folder + "/streams";
-
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, streams.c_str(),
-                                   O_WRONLY | O_CREAT | O_APPEND, 0600);
-  posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  if (isWindows) {
-    // The runner has children of its own; else the probe stays in reach of the terminal's Ctrl-C.
-    posix_spawnattr_setpgroup(&attributes, 0);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
-  }
-  pid_t process = 0;
-  const int error = posix_spawnp(&process, words[0].c_str(), &actions, &attributes,
-                                 Pointers(&words).data(), Pointers(&variables).data());
-  posix_spawnattr_destroy(&attributes);
-  posix_spawn_file_actions_destroy(&actions);
-  if (error != 0) throw ModuleError(words[0] + ": cannot be started: " + std::strerror(error));
-  ProbeEnd end = Await(process, isWindows, limitSeconds);
-  end.errorText = EndOfFile(streams);
+  ProbeEnd end = RunProbeProcess(program, arguments, folder.Path(), limitSeconds);
+  end.errorText = EndOfFile(folder.FileIn(kProbeStreams));
   return end;
 }
 
 ModuleDescription ModuleProber::Describe() const {
   const ProbeFolder folder;
   const ProbeEnd end =
-      Run({"describe", Module(), PathFor(folder.Path())}, folder.Path(), kDescribeSeconds);
+      Run({"describe", Module(), PathFor(folder.Path())}, folder, kDescribeSeconds);
   if (end.isTimedOut) throw ModuleError(modulePath + ": does not answer");
-  if (end.signal != 0 || end.status != kProbeDone) {
+  if (end.status != kProbeDone) {
     throw ModuleError(modulePath + ": does not describe itself: " + end.errorText);
   }
   return LoadDescription(folder.Path());

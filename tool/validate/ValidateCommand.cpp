@@ -5,15 +5,14 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 
-#include "host/RemoteSession.h"
 #include "tool/Commands.h"
 #include "tool/FileResult.h"
+#include "tool/validate/FilePath.h"
 #include "tool/validate/ModuleProber.h"
 #include "tool/validate/Probe.h"
 #include "tool/validate/ValidationReport.h"
@@ -29,8 +28,8 @@ Examples:
   harvane validate Harvane.rpi --filter 'Log.*' -f json
   harvane validate --list
 
-Each test runs in a process of its own, with a limit of time of its own. A Windows module runs under
-Wine. Levels: 1 seconds, 2 a minute, 3 minutes; each includes those below.
+Each test runs in a process of its own, with a limit of time of its own. On Linux a Windows module
+runs under Wine. Levels: 1 seconds, 2 a minute, 3 minutes; each includes those below.
 Exit codes: 0 all passed, 1 a module cannot be tested, 2 wrong usage, 3 a test failed, 5 a test crashed
 or took too long.
 )";
@@ -67,7 +66,7 @@ struct Reported {
 
 Reported ReadReport(const std::string& path) {
   Reported reported;
-  std::ifstream file(path, std::ios::binary);
+  std::ifstream file(FilePath(path), std::ios::binary);
   for (std::string line; std::getline(file, line);) {
     if (line.rfind("fail ", 0) == 0) reported.failures.push_back(line.substr(5));
     if (line.rfind("dies ", 0) == 0) reported.death = line.substr(5);
@@ -76,17 +75,8 @@ Reported ReadReport(const std::string& path) {
   return reported;
 }
 
-// A stray read or write is no end at the module's own wish. Wine hands Windows' code on, cut to its
-// last byte: 5 of 0xC0000005.
-bool IsStrayAccess(const ProbeEnd& end, bool isWindows) {
-  constexpr int kAccessViolation = 5;
-  return isWindows ? end.status == kAccessViolation : end.signal == SIGSEGV || end.signal == SIGBUS;
-}
-
 std::string HowItEnded(const ProbeEnd& end, int limitSeconds) {
-  std::string text = end.isTimedOut    ? fmt::format("took longer than {} s", limitSeconds)
-                     : end.signal != 0 ? fmt::format("ended by signal {}", end.signal)
-                                       : fmt::format("ended with status {}", end.status);
+  std::string text = end.isTimedOut ? fmt::format("took longer than {} s", limitSeconds) : end.way;
   if (!end.errorText.empty()) text += ": " + end.errorText;
   return text;
 }
@@ -97,13 +87,13 @@ TestOutcome RunOne(const ModuleProber& prober, const ValidationTest& test,
                                ? std::min(options.timeoutSeconds, test.limitSeconds)
                                : test.limitSeconds;
   const ProbeFolder folder;
-  const std::string work = folder.Path() + "/work";
-  const std::string report = folder.Path() + "/report";
-  std::filesystem::create_directory(work);
+  const std::string work = folder.FileIn("work");
+  const std::string report = folder.FileIn("report");
+  std::filesystem::create_directory(FilePath(work));
   const ProbeEnd end =
       prober.Run({"test", prober.Module(), test.name, std::to_string(options.settings.seed),
                   prober.PathFor(work), prober.PathFor(report)},
-                 folder.Path(), limitSeconds);
+                 folder, limitSeconds);
   const Reported reported = ReadReport(report);
   TestOutcome outcome = {test.name, test.level, TestResult::kPassed, end.seconds,
                          reported.failures};
@@ -112,7 +102,8 @@ TestOutcome RunOne(const ModuleProber& prober, const ValidationTest& test,
       outcome.reasons.emplace_back("no call was announced to end the process");
     }
     if (!outcome.reasons.empty()) outcome.result = TestResult::kFailed;
-  } else if (reported.death.empty() || end.isTimedOut || IsStrayAccess(end, prober.IsWindows())) {
+  } else if (reported.death.empty() || end.isTimedOut || end.isStrayAccess) {
+    // A stray read or write is no end at the module's own wish.
     outcome.result = TestResult::kCrashed;
     outcome.reasons.push_back(HowItEnded(end, limitSeconds));
   } else if (!outcome.reasons.empty()) {
@@ -165,7 +156,7 @@ int RunValidate(const ValidateOptions& options) {
     modules.push_back(Validate(module, plan, options));
   }
   if (!options.junit.empty()) {
-    std::ofstream file(options.junit, std::ios::binary);
+    std::ofstream file(FilePath(options.junit), std::ios::binary);
     if (!(file << JUnitOf(modules)).flush()) {
       fmt::print(stderr, "harvane: {}: cannot be written\n", options.junit);
       return kExitFileFailed;

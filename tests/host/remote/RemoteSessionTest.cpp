@@ -187,10 +187,17 @@ TEST_F(RemoteSession, AModuleThatEndsItsProcessIsReportedAndNothingElseDies) {
   const Job job = {2, 192000, {"2"}, 2, 4096, "-12"};
   const auto input = support::Programme(5, 192000, 2, 192000 * 4);
   harvane::RemoteSession session(module);
-  const std::string error = ErrorOf([&] { RunJob(&session, job, LogFolder(), input); });
+  std::string error;
+  try {
+    RunJob(&session, job, LogFolder(), input);
+    ADD_FAILURE() << "no death";
+  } catch (const ModuleDeath& death) {
+    error = death.what();
+  }
   EXPECT_EQ(error.rfind(module + ": the module ended its process in a unit of audio, ", 0), 0U)
       << error;
   EXPECT_EQ(ErrorOf([&] { session.EndPass(); }), error);
+  EXPECT_THROW(session.EndPass(), ModuleDeath);
 }
 
 TEST_F(RemoteSession, AModuleThatCannotBeLoadedIsReported) {
@@ -205,6 +212,12 @@ using RemoteSessionFailure = RemoteSession;
 
 TEST_F(RemoteSessionFailure, ARunnerThatDoesNotStartAnythingIsReported) {
   UseRunner("exit 125\n");
+  try {
+    harvane::RemoteSession session(module);
+  } catch (const ModuleDeath&) {
+    ADD_FAILURE() << "nothing was there to die";
+  } catch (const ModuleError&) {  // NOLINT(bugprone-empty-catch): as it must be
+  }
   EXPECT_NE(ErrorOf([&] { harvane::RemoteSession session(module); }).find("status 125"),
             std::string::npos);
 }

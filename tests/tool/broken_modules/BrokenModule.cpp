@@ -176,6 +176,8 @@ decltype(xFetchPcmUnit) real_xFetchPcmUnit;
 decltype(xEndPass) real_xEndPass;
 decltype(xEndSequence) real_xEndSequence;
 
+HARVANE_EXPORT std::uint32_t xSeventeenth();
+
 std::uint32_t xOpen(void** handle) {
   if (Is(kOneHandleForAll)) {
     static void* only = nullptr;
@@ -321,5 +323,8 @@ std::uint32_t xEndSequence(void* handle) {
   if (Is(kLogRowsWrittenAtOnce)) harvane::WriteWaitingLogRows();
   return code;
 }
+
+// Shown by the list of exports of one module only.
+std::uint32_t xSeventeenth() { return 0; }
 
 }  // extern "C"

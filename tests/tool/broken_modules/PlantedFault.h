@@ -26,6 +26,7 @@ enum Fault {
   kPeakOverTheCeiling,
   kRoundsToNearest,
   kSchemeWithoutItsNul,
+  kSeventeenthExport,
   kStrayWriteAtAFifthGroup,
   kStridesTakenForBytes,
   kUnitReleasedTwice,

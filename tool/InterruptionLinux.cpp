@@ -1,12 +1,12 @@
-#include "tool/Interruption.h"
-
+#include <poll.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
+#include <csignal>
 #include <ctime>
 
 #include "tool/FileResult.h"
+#include "tool/Interruption.h"
 
 namespace harvane {
 namespace {
@@ -21,13 +21,21 @@ extern "C" void NoteInterruption(int /*signal*/) {
 
 }  // namespace
 
-Interruption::Interruption() {
+struct Interruption::Former {
+  struct Handler {
+    int signal;
+    struct sigaction action;
+  };
+  std::vector<Handler> handlers;
+};
+
+Interruption::Interruption() : former(std::make_unique<Former>()) {
   signalCount = 0;
   for (const int signal : kSignals) {
     struct sigaction present {};
     sigaction(signal, nullptr, &present);
     if (present.sa_handler == SIG_IGN) continue;
-    former.push_back({signal, present});
+    former->handlers.push_back({signal, present});
     struct sigaction noted {};
     noted.sa_handler = NoteInterruption;
     sigemptyset(&noted.sa_mask);
@@ -36,7 +44,7 @@ Interruption::Interruption() {
 }
 
 Interruption::~Interruption() {
-  for (const Former& one : former) sigaction(one.signal, &one.action, nullptr);
+  for (const Former::Handler& one : former->handlers) sigaction(one.signal, &one.action, nullptr);
 }
 
 bool Interruption::HasCome() {
@@ -44,21 +52,20 @@ bool Interruption::HasCome() {
   return isTold;
 }
 
-bool Interruption::Poll(std::vector<pollfd>* descriptors, int milliseconds) const {
+void Interruption::Await(const std::vector<Awaited>& awaited, int milliseconds) const {
+  std::vector<pollfd> descriptors;
+  for (const Awaited one : awaited) descriptors.push_back({one, POLLIN, 0});
   // Between the look at the count and the waiting no signal may slip through.
   sigset_t held;
   sigset_t open;
   sigemptyset(&held);
-  for (const Former& one : former) sigaddset(&held, one.signal);
+  for (const Former::Handler& one : former->handlers) sigaddset(&held, one.signal);
   sigprocmask(SIG_BLOCK, &held, &open);
   const bool isNew = signalCount.load() > 0 && !isTold;
   const timespec wait = {isNew ? 0 : milliseconds / 1000,
                          isNew ? 0 : milliseconds % 1000 * 1'000'000L};
-  const int ready = ppoll(descriptors->data(), descriptors->size(), &wait, &open);
+  ppoll(descriptors.data(), descriptors.size(), &wait, &open);
   sigprocmask(SIG_SETMASK, &open, nullptr);
-  if (ready > 0) return true;
-  for (pollfd& one : *descriptors) one.revents = 0;
-  return false;
 }
 
 }  // namespace harvane
