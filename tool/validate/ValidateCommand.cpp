@@ -1,7 +1,6 @@
 // harvane validate: each test of a module in a process of its own.
 
 #include <fmt/format.h>
-#include <fnmatch.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -12,6 +11,7 @@
 
 #include "tool/Commands.h"
 #include "tool/FileResult.h"
+#include "tool/NamePattern.h"
 #include "tool/validate/FilePath.h"
 #include "tool/validate/ModuleProber.h"
 #include "tool/validate/Probe.h"
@@ -50,7 +50,7 @@ std::vector<ValidationTest> PlanOf(const ValidateOptions& options) {
     const bool isWanted =
         options.filters.empty() ||
         std::any_of(options.filters.begin(), options.filters.end(), [&](const std::string& glob) {
-          return fnmatch(glob.c_str(), test.name.c_str(), 0) == 0;
+          return MatchesPattern(glob, test.name, LetterCase::kMatters);
         });
     if (isWanted && test.level <= options.settings.level) plan.push_back(test);
   }
