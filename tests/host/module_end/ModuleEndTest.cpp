@@ -246,6 +246,12 @@ TEST(ModuleEnd, ReturningFromMainWithTheModuleLoadedWritesHalfOfTheRows) {
 
 TEST(ModuleEnd, ExitWithTheModuleLoadedWritesHalfOfTheRows) { CheckEarlyEnd("exit"); }
 
+TEST(ModuleEnd, ExitWithAnInstanceInAStaticObjectOfTheHostWritesHalfOfTheRows) {
+  const TemporaryFolder folder;
+  ExpectOrderly(RunTrap(folder, "exit-holding-an-instance/5"));
+  ExpectRows(folder, 3, 5, 1);
+}
+
 TEST(ModuleEnd, TheSystemsOwnExitWithTheModuleLoadedWritesHalfOfTheRows) {
   CheckEarlyEnd("system-exit");
 }

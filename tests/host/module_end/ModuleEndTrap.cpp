@@ -239,6 +239,9 @@ int RunStorm(const ModuleExports& exports, const Plan& plan, int passesPerSecond
 // Still known where leaks are looked for.
 LoadedModule* volatile leftLoaded = nullptr;
 
+// An instance that a static object of the host closes: when the module's own are gone.
+std::unique_ptr<HostSession> heldToTheEnd;
+
 // Returns the status, where the end itself does not.
 int Run(const Plan& plan) {
   if (plan.end == "reload") {
@@ -279,6 +282,12 @@ int Run(const Plan& plan) {
   } else if (plan.end == "return") {
     Announce();
     leftLoaded = module.release();
+  } else if (plan.end == "exit-holding-an-instance") {
+    LoadedModule* const left = module.release();
+    leftLoaded = left;
+    heldToTheEnd = std::make_unique<HostSession>(left->Exports());
+    Announce();
+    std::exit(kTrapStatus);
   } else if (plan.end == "exit") {
     Announce();
     std::exit(kTrapStatus);
