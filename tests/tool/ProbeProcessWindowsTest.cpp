@@ -6,8 +6,8 @@
 #include <fstream>
 #include <string>
 
+#include "host/FileAccess.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tool/validate/FilePath.h"
 #include "tool/validate/ModuleProber.h"
 #include "tool/validate/Probe.h"
 
@@ -38,14 +38,14 @@ TEST(ProbeProcess, WhatTheProbeSaysIsKeptAndItsStatusToldInWords) {
 TEST(ProbeProcess, AFolderMayHaveAnyName) {
   const ProbeFolder folder;
   const std::string named = folder.FileIn("\xC3\xA4 \xE2\x82\xAC");
-  std::filesystem::create_directory(FilePath(named));
+  std::filesystem::create_directory(PathOf(named));
   const ProbeEnd end =
       RunProbeProcess(kProbe,
                       {"test", HARVANE_MODULE, "Samples.OutputThatWasNotFetchedIsLost", "1", named,
-                       (FilePath(named) / "report").string()},
+                       (PathOf(named) / "report").string()},
                       folder.Path(), 60);
   EXPECT_EQ(end.status, kProbeDone) << end.way;
-  std::ifstream report(FilePath(named) / "report");
+  std::ifstream report(PathOf(named) / "report");
   std::string line;
   EXPECT_TRUE(std::getline(report, line));
   EXPECT_EQ(line, "done");
@@ -92,9 +92,9 @@ TEST(ProbeProcess, ItsFolderGoesWithAllThatIsInIt) {
     const ProbeFolder folder;
     path = folder.Path();
     support::WriteBytes(folder.FileIn("file"), "x");
-    EXPECT_TRUE(std::filesystem::exists(FilePath(path)));
+    EXPECT_TRUE(std::filesystem::exists(PathOf(path)));
   }
-  EXPECT_FALSE(std::filesystem::exists(FilePath(path)));
+  EXPECT_FALSE(std::filesystem::exists(PathOf(path)));
 }
 
 }  // namespace

@@ -8,8 +8,8 @@
 #include <optional>
 #include <string_view>
 
+#include "host/FileAccess.h"
 #include "host/ModuleExports.h"
-#include "tool/validate/FilePath.h"
 
 namespace harvane {
 namespace {
@@ -22,7 +22,7 @@ constexpr std::size_t kMostName = 4096;
 class FileBytes {
  public:
   explicit FileBytes(const std::string& path) : path(path) {
-    std::ifstream file(FilePath(path), std::ios::binary);
+    std::ifstream file(PathOf(path), std::ios::binary);
     file.seekg(0, std::ios::end);
     const std::streamoff size = file.tellg();
     if (!file || size < 0 || static_cast<std::uint64_t>(size) > kMostBytes) Refuse("not readable");

@@ -5,7 +5,7 @@
 #include <regex>
 #include <thread>
 
-#include "tool/validate/FilePath.h"
+#include "host/FileAccess.h"
 #include "tool/validate/ModuleInstance.h"
 #include "tool/validate/TestRun.h"
 #include "tool/validate/ValidationTest.h"
@@ -67,7 +67,7 @@ void WriteOlderHalf(TestRun& run) {
 
 void AppendToWhatIsThere(TestRun& run) {
   const std::string before = "something else\r\n";
-  std::ofstream(FilePath(run.LogPath("log")), std::ios::binary) << before;
+  std::ofstream(PathOf(run.LogPath("log")), std::ios::binary) << before;
   QueueRow(run, "log", "added", "25");
   QueueRow(run, "filler", "filler");
   run.Unload();
@@ -154,7 +154,7 @@ void KeepRowsInOrder(TestRun& run) {
 void TrimLongFile(TestRun& run) {
   std::string before;
   while (before.size() <= kMostLogBytes) before += "0123456789 line that is long enough\r\n";
-  std::ofstream(FilePath(run.LogPath("log")), std::ios::binary) << before;
+  std::ofstream(PathOf(run.LogPath("log")), std::ios::binary) << before;
   QueueRow(run, "log", "newest", "25");
   QueueRow(run, "filler", "filler");
   run.Unload();

@@ -4,8 +4,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "host/FileAccess.h"
 #include "host/HostSession.h"
-#include "tool/validate/FilePath.h"
 
 namespace harvane {
 namespace {
@@ -27,14 +27,14 @@ std::string TakeBytes(const char* maker, std::uint32_t code, InfoBuffer* record)
 }
 
 void Save(const std::string& path, const char* bytes, std::size_t size) {
-  std::ofstream file(FilePath(path), std::ios::binary);
+  std::ofstream file(PathOf(path), std::ios::binary);
   if (!file.write(bytes, static_cast<std::streamsize>(size)).flush()) {
     throw ModuleError(path + ": cannot be written");
   }
 }
 
 std::string Load(const std::string& path) {
-  std::ifstream file(FilePath(path), std::ios::binary);
+  std::ifstream file(PathOf(path), std::ios::binary);
   if (!file) throw ModuleError(path + ": cannot be read");
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }

@@ -7,8 +7,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "host/FileAccess.h"
 #include "host/ModuleExports.h"
-#include "tool/validate/FilePath.h"
 #include "tool/validate/Probe.h"
 
 namespace harvane {
@@ -30,7 +30,7 @@ std::string Printable(const std::string& bytes) {
 }
 
 std::string EndOfFile(const std::string& path) {
-  std::ifstream file(FilePath(path), std::ios::binary);
+  std::ifstream file(PathOf(path), std::ios::binary);
   std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
   if (text.size() > kMostErrorText) text.erase(0, text.size() - kMostErrorText);
   text = Printable(text);
@@ -42,17 +42,17 @@ std::string EndOfFile(const std::string& path) {
 
 ProbeFolder::~ProbeFolder() {
   std::error_code ignored;
-  files::remove_all(FilePath(path), ignored);
+  files::remove_all(PathOf(path), ignored);
 }
 
 std::string ProbeFolder::FileIn(const std::string& name) const {
-  return (FilePath(path) / name).string();
+  return (PathOf(path) / name).string();
 }
 
 ModuleProber::ModuleProber(const std::string& path)
-    : modulePath(files::absolute(FilePath(path)).string()) {
-  const std::ifstream file(FilePath(modulePath));
-  if (!file || files::is_directory(FilePath(modulePath))) {
+    : modulePath(files::absolute(PathOf(path)).string()) {
+  const std::ifstream file(PathOf(modulePath));
+  if (!file || files::is_directory(PathOf(modulePath))) {
     throw ModuleError(path + ": cannot be read");
   }
   program = ProbeProgramFor(modulePath);

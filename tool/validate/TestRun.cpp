@@ -2,7 +2,7 @@
 
 #include <iterator>
 
-#include "tool/validate/FilePath.h"
+#include "host/FileAccess.h"
 #include "tool/validate/ModuleInstance.h"
 
 namespace harvane {
@@ -24,7 +24,7 @@ TestRun::TestRun(const std::string& modulePath, std::uint64_t seed, const std::s
     : modulePath(modulePath),
       seed(seed),
       folder(folder),
-      report(FilePath(reportPath), std::ios::binary) {}
+      report(PathOf(reportPath), std::ios::binary) {}
 
 const ModuleExports& TestRun::Module() {
   if (!module) module = std::make_unique<LoadedModule>(modulePath);
@@ -78,7 +78,7 @@ std::vector<LoggedTrack> TestRun::TakeRows(const std::string& stem, int waiting)
 }
 
 std::string TestRun::LogBytes(const std::string& stem) const {
-  std::ifstream file(FilePath(LogPath(stem)), std::ios::binary);
+  std::ifstream file(PathOf(LogPath(stem)), std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 

@@ -9,10 +9,10 @@
 #include <fstream>
 #include <memory>
 
+#include "host/FileAccess.h"
 #include "tool/Commands.h"
 #include "tool/FileResult.h"
 #include "tool/NamePattern.h"
-#include "tool/validate/FilePath.h"
 #include "tool/validate/ModuleProber.h"
 #include "tool/validate/Probe.h"
 #include "tool/validate/ValidationReport.h"
@@ -66,7 +66,7 @@ struct Reported {
 
 Reported ReadReport(const std::string& path) {
   Reported reported;
-  std::ifstream file(FilePath(path), std::ios::binary);
+  std::ifstream file(PathOf(path), std::ios::binary);
   for (std::string line; std::getline(file, line);) {
     if (line.rfind("fail ", 0) == 0) reported.failures.push_back(line.substr(5));
     if (line.rfind("dies ", 0) == 0) reported.death = line.substr(5);
@@ -89,7 +89,7 @@ TestOutcome RunOne(const ModuleProber& prober, const ValidationTest& test,
   const ProbeFolder folder;
   const std::string work = folder.FileIn("work");
   const std::string report = folder.FileIn("report");
-  std::filesystem::create_directory(FilePath(work));
+  std::filesystem::create_directory(PathOf(work));
   const ProbeEnd end =
       prober.Run({"test", prober.Module(), test.name, std::to_string(options.settings.seed),
                   prober.PathFor(work), prober.PathFor(report)},
@@ -156,7 +156,7 @@ int RunValidate(const ValidateOptions& options) {
     modules.push_back(Validate(module, plan, options));
   }
   if (!options.junit.empty()) {
-    std::ofstream file(FilePath(options.junit), std::ios::binary);
+    std::ofstream file(PathOf(options.junit), std::ios::binary);
     if (!(file << JUnitOf(modules)).flush()) {
       fmt::print(stderr, "harvane: {}: cannot be written\n", options.junit);
       return kExitFileFailed;
