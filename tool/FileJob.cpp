@@ -715,8 +715,8 @@ class FileRun {
   }
 
   // True where the module's second pass would say what the file does if it remembered nothing: the
-  // cut to 16 bits takes less than 0.01 LU, nothing is clipped, and no frame moves. In a minute or
-  // less, and where much depends on it, the file is measured all the same.
+  // cut to 16 bits takes a few thousandths of a LU, nothing is clipped, and no frame moves. A
+  // minute or less, and what is to converge, is measured all the same.
   bool IsModuleGoodEnough(const Track& track) const {
     constexpr std::int64_t kLongSeconds = 60;
     constexpr double kLoudEnough = -24.5;     // LUFS
@@ -754,8 +754,9 @@ class FileRun {
       if (!track.IsProcessed() && !options.hasSeries) continue;
       TrackMeter& meter = meters->Meter(next++);
       const bool isMeasured = meters->IsMeasured(next - 1);
-      if (track.IsProcessed() && isMeasured)
+      if (track.IsProcessed() && isMeasured) {
         track.after = ValuesOf(meter.Values(), info.sampleRate);
+      }
       if (options.hasSeries) track.seriesAfter = meter.TakeSeries();
     }
   }
