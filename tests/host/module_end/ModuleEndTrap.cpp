@@ -253,10 +253,8 @@ class BusyThread {
   }
   void Start(const ModuleExports& exports) {
     thread = std::thread([this, &exports] {
-      while (!isEnding) {
-        void* handle = nullptr;
-        if (exports.xOpen(&handle) == 0) exports.xClose(handle);
-      }
+      InstanceInformation information;
+      while (!isEnding) exports.xGetInstanceInformation(nullptr, &information);
     });
   }
 
