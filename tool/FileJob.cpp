@@ -88,7 +88,7 @@ struct Track {
   ModuleJob* job = nullptr;
   std::size_t indexInJob = 0;
   LogMeasurement before{};
-  std::optional<TrackMeasurement> after;  // of what is written, where it is processed
+  std::optional<TrackValues> after;  // of what is written, where it is processed
   std::optional<LoudnessSeries> seriesAfter;
   GainDecision decision{};
   TrackAction action = TrackAction::kMeasured;
@@ -112,7 +112,7 @@ struct Trial {
         const std::string& document, int skip)
       : search(search),
         job(options.module, layout, sampleRate, document),
-        meter({{layout.tracks.front().moduleChannels, TrackMeter::Wanted::kValues}},
+        meter({{layout.tracks.front().moduleChannels, TrackMeter::Wanted::kValues, {}}},
               layout.moduleChannels, sampleRate),
         skip(skip),
         toSkip(Index(skip)) {
@@ -322,6 +322,7 @@ class FileRun {
     frames = ReadAll(step, [this](const std::int16_t* file, std::size_t count) {
       for (const auto& job : jobs) job->Deliver(file, count, Index(info.channels));
       for (const Track& track : tracks) track.earsBefore.Hear(file, count);
+      KeepEnd(file, count);
     });
     result->frames = frames;
     for (const auto& job : jobs) {
@@ -333,6 +334,30 @@ class FileRun {
     }
     if (frames == 0) throw FileError(input, "is empty: it holds no frame of audio");
     NoteReduction(reader.Counts(), &result->notes);
+  }
+
+  // The last second of what the header tells of.
+  void KeepEnd(const std::int16_t* file, std::size_t count) {
+    passed += static_cast<std::int64_t>(count);
+    if (options.kind != JobKind::kNormalise || passed + info.sampleRate < info.frames) return;
+    end.insert(end.end(), file, file + count * Index(info.channels));
+    const std::size_t most = Index(info.sampleRate) * Index(info.channels);
+    if (end.size() > most) {
+      end.erase(end.begin(), end.end() - static_cast<std::ptrdiff_t>(most));
+    }
+  }
+
+  // What the module's filters have heard last: of the end, whole chunks up to the last one.
+  std::vector<std::int16_t> Remembered() const {
+    const std::size_t chunk = TrackMeter::ChunkFrames(info.sampleRate);
+    const std::size_t behind = static_cast<std::size_t>(frames) % chunk;
+    const std::size_t kept = end.size() / Index(info.channels);
+    if (kept < behind + chunk) return {};
+    const std::size_t before = (kept - behind) % chunk;
+    const auto at = [this](std::size_t frame) {
+      return end.begin() + static_cast<std::ptrdiff_t>(frame * Index(info.channels));
+    };
+    return {at(before), at(kept - behind)};
   }
 
   void EndJobs() {
@@ -575,8 +600,7 @@ class FileRun {
 
   // What is kept bit for bit measures what it did.
   TrackValues ValuesAfter(const Track& track) const {
-    return track.after ? ValuesOf(*track.after, info.sampleRate)
-                       : ValuesOf(track.before, info.sampleRate);
+    return track.after ? *track.after : ValuesOf(track.before, info.sampleRate);
   }
 
   // A broadcast chunk speaks of one programme.
@@ -677,7 +701,11 @@ class FileRun {
       take(silence.data(), Index(longestSkip));
     }
     for (ModuleJob* job : atWork) {
-      job->EndPass();
+      const std::vector<LogMeasurement> measured = job->EndPass();
+      for (Track& track : tracks) {
+        if (!track.IsProcessed() || track.job != job || measured.empty()) continue;
+        track.after = ValuesOf(measured.at(track.indexInJob), info.sampleRate);
+      }
       logRows += job->Layout().tracks.size();
     }
     meter.Finish();
@@ -685,6 +713,25 @@ class FileRun {
     if (written != frames) {
       throw FileError(input, fmt::format("the module gave back {} of {} frames", written, frames));
     }
+  }
+
+  // True where the module's second pass would say what the file does if it remembered nothing: the
+  // cut to 16 bits takes a few thousandths of a LU, nothing is clipped, and no frame moves. A
+  // minute or less, and what is to converge, is measured all the same.
+  bool IsModuleGoodEnough(const Track& track) const {
+    constexpr std::int64_t kLongSeconds = 60;
+    constexpr double kLoudEnough = -24.5;     // LUFS
+    constexpr double kBelowFullScale = -0.5;  // dBTP
+    if (!options.module.empty() || options.hasSeries || options.isConverged ||
+        !track.IsProcessed() || IsQuadRate(info.sampleRate) ||
+        frames < kLongSeconds * info.sampleRate || (options.isAligned && track.IsLimited())) {
+      return false;
+    }
+    const double loudness = track.before.integratedLoudness + track.decision.gainDb;
+    const double peak = track.IsLimited() ? parameters.maxTruePeak
+                                          : track.before.maxTruePeak + track.decision.gainDb;
+    return track.before.integratedLoudness != kNotMeasured && loudness >= kLoudEnough &&
+           peak <= kBelowFullScale;
   }
 
   // A track that is kept measures what it did; only its loudness over time is its own.
@@ -695,7 +742,8 @@ class FileRun {
       const auto wanted = !track.IsProcessed() ? TrackMeter::Wanted::kSeries
                           : options.hasSeries  ? TrackMeter::Wanted::kBoth
                                                : TrackMeter::Wanted::kValues;
-      meters.push_back({track.place->fileChannels, wanted});
+      meters.push_back({track.place->fileChannels, wanted,
+                        IsModuleGoodEnough(track) ? Remembered() : std::vector<std::int16_t>()});
     }
     return meters;
   }
@@ -706,7 +754,10 @@ class FileRun {
     for (Track& track : tracks) {
       if (!track.IsProcessed() && !options.hasSeries) continue;
       TrackMeter& meter = meters->Meter(next++);
-      if (track.IsProcessed()) track.after = meter.Values();
+      const bool isMeasured = meters->IsMeasured(next - 1);
+      if (track.IsProcessed() && isMeasured) {
+        track.after = ValuesOf(meter.Values(), info.sampleRate);
+      }
       if (options.hasSeries) track.seriesAfter = meter.TakeSeries();
     }
   }
@@ -795,6 +846,8 @@ class FileRun {
   std::vector<Track> tracks;
   std::vector<std::int16_t> block;
   std::int64_t frames = -1;  // of the file, once they were counted
+  std::int64_t passed = 0;   // of them in the first pass
+  std::vector<std::int16_t> end;
   bool isRead = false;
   std::size_t logRows = 0;
 };

@@ -15,8 +15,7 @@ ModuleJob::ModuleJob(const std::string& module, JobLayout layout, int sampleRate
 }
 
 void ModuleJob::StartPass(std::uint32_t number) {
-  pass = number;
-  if (isModuleFile && pass == 0) witness.emplace(layout.groupFormats, format);
+  if (isModuleFile && number == 0) witness.emplace(layout.groupFormats, format);
   session.StartPass(number);
 }
 
@@ -52,7 +51,6 @@ std::vector<LogMeasurement> ModuleJob::EndPass() {
   session.EndPass();
   std::vector<LogMeasurement> measured = witness ? witness->Finish() : recorder.Take();
   witness.reset();
-  if (pass > 0) measured.clear();
   return measured;
 }
 

@@ -17,9 +17,9 @@ namespace harvane {
 // One sequence of a module over some or all channels of a file: it takes the file's frames and
 // gives back the frames of its own channels. Several may go over one file side by side.
 //
-// Values     of the first pass of the linked module: its own. A module file tells none: what goes
-//            in is then measured by the linked module. Of the second pass none: it begins with what
-//            the filters remember of the first, and has more bits than the file will have.
+// Values     of the linked module: its own, of which those of the second pass begin with what the
+//            filters remember of the first. A module file tells none: what goes in in the first
+//            pass is then measured by the linked module, and of the second pass there are none.
 // Samples    signed 16-bit, interleaved.
 // Errors     ModuleRefusal, ModuleError, ModuleDeath, std::bad_alloc.
 // Thread     one caller at a time.
@@ -44,7 +44,7 @@ class ModuleJob {
   std::size_t ModuleChannels() const { return static_cast<std::size_t>(layout.moduleChannels); }
   // True if the file's frames, of `width` samples, are the module's.
   bool IsIdentity(std::size_t width) const;
-  // What the first pass measured, one per track. Empty after the second.
+  // What the pass measured, one per track, or nothing.
   std::vector<LogMeasurement> EndPass();
   void EndSequence();
 
@@ -52,7 +52,6 @@ class ModuleJob {
   JobLayout layout;
   SessionFormat format;
   bool isModuleFile;
-  std::uint32_t pass = 0;
   PassRecorder recorder;
   std::optional<Witness> witness;
   JobSession session;

@@ -30,8 +30,7 @@ TrackMeter* Self(void* context) { return static_cast<TrackMeter*>(context); }
 TrackMeter::TrackMeter(std::vector<int> channels, int width, int sampleRate, Wanted wanted)
     : channels(std::move(channels)),
       width(static_cast<std::size_t>(width)),
-      chunkFrames(
-          static_cast<std::size_t>(static_cast<double>(sampleRate) * double{kChunkSeconds})),
+      chunkFrames(ChunkFrames(sampleRate)),
       hasValues(wanted != Wanted::kSeries),
       hasSeries(wanted != Wanted::kValues),
       chunks(this->channels.size(), std::vector<float>(chunkFrames)),
@@ -55,6 +54,22 @@ void TrackMeter::Hear(const std::int16_t* interleaved, std::size_t frames) {
     heard += static_cast<std::uint32_t>(run);
     if (filled == chunkFrames) MeasureChunk();
   }
+}
+
+void TrackMeter::StartOver() {
+  // A change of the mode drops the windows.
+  meter.SetMode(hasValues ? LoudnessMeter::kMaximaOnly : LoudnessMeter::kGated);
+  meter.ClearSeries();
+  meter.SetMode(hasValues ? LoudnessMeter::kGated : LoudnessMeter::kMaximaOnly);
+  peakMeter.StartOver();
+  filled = 0;
+  heard = 0;
+  values = {};
+  series = {};
+}
+
+std::size_t TrackMeter::ChunkFrames(int sampleRate) {
+  return static_cast<std::size_t>(static_cast<double>(sampleRate) * double{kChunkSeconds});
 }
 
 LoudnessSeries TrackMeter::TakeSeries() { return std::move(series); }

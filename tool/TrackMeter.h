@@ -34,8 +34,17 @@ class TrackMeter {
 
   void Hear(const std::int16_t* interleaved, std::size_t frames);
 
+  // Forgets values, series and unfinished windows, and not what the filters have heard: what the
+  // module does between its passes.
+  void StartOver();
+
+  // Frames that are measured at a time.
+  static std::size_t ChunkFrames(int sampleRate);
+  std::uint32_t FramesHeard() const { return heard; }
+
   // Of what was heard; positions in its frames.
   const TrackMeasurement& Values() const { return values; }
+  const LoudnessSeries& Series() const { return series; }
   // Moves what was recorded out.
   LoudnessSeries TakeSeries();
 

@@ -163,6 +163,31 @@ TEST(FileJob, ValuesAfterAreThoseOfTheFileWhateverTheModuleRemembers) {
             Fresh(kRate, 1, RunDirectly(Mono(), kRate, 1, samples).output).integratedLoudness);
 }
 
+// Past a minute, at a rate at which that is soon done.
+TEST(FileJob, OfALongFileTheModuleIsBelievedUnlessItRemembersSomething) {
+  constexpr int kLowRate = 8000;
+  std::vector<std::int16_t> samples = support::NoiseInt16(1, 65 * kLowRate, 6000);
+  std::fill(samples.end() - kLowRate, samples.end(), std::int16_t{0});
+  const JobPlace quiet(kLowRate, 1, samples);
+  const TrackValues believed = quiet.Normalise().tracks.at(0).after.value();
+  const LogMeasurement row = RunDirectly(Mono(), kLowRate, 1, samples).measurements.at(1);
+  EXPECT_EQ(believed.integratedLoudness, ShortestDouble(row.integratedLoudness));
+  EXPECT_EQ(believed.maxMomentary.value().value, ShortestDouble(row.maxMomentary));
+  const LogMeasurement file = Fresh(kLowRate, 1, quiet.Output());
+  EXPECT_NE(row.integratedLoudness, file.integratedLoudness);
+  EXPECT_NEAR(row.integratedLoudness, file.integratedLoudness, 0.01);
+  EXPECT_NEAR(row.maxMomentary, file.maxMomentary, 0.01);
+  EXPECT_NEAR(row.maxTruePeak, file.maxTruePeak, 0.01);
+
+  std::fill(samples.begin(), samples.begin() + kLowRate, std::int16_t{0});
+  std::fill(samples.end() - 600, samples.end(), std::int16_t{20000});
+  const JobPlace loud(kLowRate, 1, samples);
+  const TrackValues measured = loud.Normalise().tracks.at(0).after.value();
+  const LogMeasurement other = Fresh(kLowRate, 1, loud.Output());
+  EXPECT_EQ(measured.integratedLoudness, ShortestDouble(other.integratedLoudness));
+  EXPECT_EQ(measured.maxTruePeak.value().value, ShortestDouble(other.maxTruePeak));
+}
+
 TEST(FileJob, GroupsBeginAtMultiplesOfEightInTheModule) {
   const std::vector<std::int16_t> mono = MonoNoise(1, 3.0, 2000);
   const std::vector<std::int16_t> left = MonoNoise(2, 3.0, 1000);
