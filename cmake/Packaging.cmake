@@ -40,7 +40,7 @@ install(FILES ${schemas} DESTINATION ${CMAKE_INSTALL_DATADIR}/harvane)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME harvane)
-set(CPACK_PACKAGE_CONTACT "The Harvane developers <harvane@localhost>")
+set(CPACK_PACKAGE_CONTACT "The Harvane developers")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "loudness meter and normaliser for audio files")
 set(CPACK_PACKAGE_DESCRIPTION
 "Measures every mono, stereo and 5.1 track of audio files by ITU-R BS.1770

@@ -28,6 +28,7 @@ constexpr char kModuleDescription[] =
 template <class Body>
 std::uint32_t Guarded(Body body) {
   const harvane::ModuleCall call;
+  if (call.IsRefused()) return kFailed;
   try {
     body();
     return kDone;
@@ -52,7 +53,7 @@ HARVANE_HOST_ENTRY uint32_t HARVANE_CALL xOpen(void** handle) {
 
 HARVANE_HOST_ENTRY uint32_t HARVANE_CALL xClose(void* handle) {
   const harvane::ModuleCall call;
-  delete static_cast<DelayAudio*>(handle);
+  if (!call.IsRefused()) delete static_cast<DelayAudio*>(handle);
   return kDone;
 }
 

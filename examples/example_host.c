@@ -14,8 +14,14 @@
 
 #ifdef _WIN32
 #include <windows.h>
+static void* OpenLibrary(const char* path) { return (void*)LoadLibraryA(path); }
+static void* AddressOf(void* library, const char* name) {
+  return (void*)(uintptr_t)GetProcAddress((HMODULE)library, name);
+}
 #else
 #include <dlfcn.h>
+static void* OpenLibrary(const char* path) { return dlopen(path, RTLD_NOW | RTLD_LOCAL); }
+static void* AddressOf(void* library, const char* name) { return dlsym(library, name); }
 #endif
 
 enum { kChannels = 2, kUnitFrames = 4096 };
@@ -25,82 +31,48 @@ static void Fail(const char* what) {
   exit(1);
 }
 
-/* ---- the module's functions, by their names */
+/* ---- the module's functions, as pointers of their names: declared, found, and called */
 
-static void* OpenLibrary(const char* path) {
-#ifdef _WIN32
-  return (void*)LoadLibraryA(path);
-#else
-  return dlopen(path, RTLD_NOW | RTLD_LOCAL);
-#endif
+#define FUNCTIONS(APPLY)                                         \
+  APPLY(xOpen, (void**))                                         \
+  APPLY(xClose, (void*))                                         \
+  APPLY(xSetParameter, (void*, const char*))                     \
+  APPLY(xSetInputInfo, (void*, InfoBuffer*))                     \
+  APPLY(xEnumOutputInfo, (void*, InfoBuffer**))                  \
+  APPLY(xSetOutputInfo, (void*, InfoBuffer*))                    \
+  APPLY(xStartSequenceEx, (void*, void*))                        \
+  APPLY(xStartPassEx, (void*, const PassArgument*))              \
+  APPLY(xDeliverPcmUnit, (void*, uint32_t, PcmUnit*, uint32_t*)) \
+  APPLY(xFetchPcmUnit, (void*, uint32_t, PcmUnit**, uint32_t*))  \
+  APPLY(xEndPass, (void*))                                       \
+  APPLY(xEndSequence, (void*))
+#define DECLARE(name, parameters) static uint32_t(HARVANE_CALL* p_##name) parameters;
+FUNCTIONS(DECLARE)
+
+static void FindFunctions(const char* path) {
+  void* const library = OpenLibrary(path);
+  void* address;
+  if (library == NULL) Fail("the module cannot be loaded");
+/* The address is copied, for C knows no cast from an object pointer to a function pointer. */
+#define FIND(name, parameters)                                    \
+  if ((address = AddressOf(library, #name)) == NULL) Fail(#name); \
+  memcpy(&p_##name, &address, sizeof address);
+  FUNCTIONS(FIND)
 }
 
-/* Copies the address into a function pointer, of which C knows no cast from void*. */
-static void Find(void* library, const char* name, void* function) {
-#ifdef _WIN32
-  FARPROC address = GetProcAddress((HMODULE)library, name);
-#else
-  void* address = dlsym(library, name);
-#endif
-  if (address == NULL) Fail(name);
-  memcpy(function, &address, sizeof address);
-}
-
-static uint32_t(HARVANE_CALL* open_)(void**);
-static uint32_t(HARVANE_CALL* close_)(void*);
-static uint32_t(HARVANE_CALL* setParameter)(void*, const char*);
-static uint32_t(HARVANE_CALL* setInputInfo)(void*, InfoBuffer*);
-static uint32_t(HARVANE_CALL* enumOutputInfo)(void*, InfoBuffer**);
-static uint32_t(HARVANE_CALL* setOutputInfo)(void*, InfoBuffer*);
-static uint32_t(HARVANE_CALL* startSequence)(void*, void*);
-static uint32_t(HARVANE_CALL* startPass)(void*, const PassArgument*);
-static uint32_t(HARVANE_CALL* deliver)(void*, uint32_t, PcmUnit*, uint32_t*);
-static uint32_t(HARVANE_CALL* fetch)(void*, uint32_t, PcmUnit**, uint32_t*);
-static uint32_t(HARVANE_CALL* endPass)(void*);
-static uint32_t(HARVANE_CALL* endSequence)(void*);
-
-/* 0 is done; what the module took over when it failed stays the host's. */
-static void Check(uint32_t code, const char* call) {
+/* 0 is done; what the module was to take over when it failed stays the host's. */
+static void Check(uint32_t code, const char* name) {
   if (code == 0) return;
-  fprintf(stderr, "example_host: %s answered %u\n", call, (unsigned)code);
+  fprintf(stderr, "example_host: %s answered %u\n", name, (unsigned)code);
   exit(1);
 }
+#define CALL(name, ...) Check(p_##name(__VA_ARGS__), #name)
 
-/* ---- the host's own records: made here, ended by the module through `release` */
-
-static uint32_t HARVANE_CALL FreeInfo(void* record) {
-  free(((InfoBuffer*)record)->data);
-  free(record);
+/* ---- the host's own records: the module ends each once, through `release`, before it returns 0.
+ * These lie in the caller's frame, so there is nothing to free; others free themselves here. */
+static uint32_t HARVANE_CALL Release(void* record) {
+  (void)record;
   return 0;
-}
-
-static uint32_t HARVANE_CALL FreeUnit(void* record) {
-  free(((PcmUnit*)record)->data[0]); /* all channels lie in one block */
-  free(record);
-  return 0;
-}
-
-static InfoBuffer* MakeInfo(const void* bytes, uint32_t size) {
-  InfoBuffer* info = calloc(1, sizeof *info);
-  if (info == NULL || (info->data = malloc(size)) == NULL) Fail("memory exhausted");
-  memcpy(info->data, bytes, size);
-  info->size = size;
-  info->release = FreeInfo;
-  return info;
-}
-
-static PcmUnit* MakeUnit(const int16_t* interleaved, uint32_t frames) {
-  PcmUnit* unit = calloc(1, sizeof *unit);
-  size_t size = (size_t)frames * kChannels * sizeof *interleaved;
-  if (unit == NULL || (unit->data[0] = malloc(size)) == NULL) Fail("memory exhausted");
-  memcpy(unit->data[0], interleaved, size);
-  for (uint32_t c = 0; c < kChannels; ++c) {
-    unit->data[c] = unit->data[0] + c;
-    unit->stride[c] = kChannels; /* in samples, not bytes */
-  }
-  unit->sampleCount = frames;
-  unit->release = FreeUnit;
-  return unit;
 }
 
 /* ---- the job */
@@ -110,21 +82,26 @@ static void SetFormat(void* instance, uint32_t rate) {
     ChunkHeader header;
     LpcmPayload payload;
   } blob = {{HARVANE_TAG_LPCM, sizeof(LpcmPayload)}, {0, rate, kChannels, 16, 2, {0}}};
+  InfoBuffer input = {.release = Release, .data = &blob, .size = sizeof blob};
   InfoBuffer* offer = NULL;
-  Check(setInputInfo(instance, MakeInfo(&blob, sizeof blob)), "xSetInputInfo");
-  Check(enumOutputInfo(instance, &offer), "xEnumOutputInfo");
-  Check(setOutputInfo(instance, MakeInfo(offer->data, offer->size)), "xSetOutputInfo");
+  CALL(xSetInputInfo, instance, &input);
+  CALL(xEnumOutputInfo, instance, &offer);
+  InfoBuffer output = {.release = Release, .data = offer->data, .size = offer->size};
+  CALL(xSetOutputInfo, instance, &output);
   offer->release(offer); /* the module's record: whoever receives it ends it */
 }
 
-static void WriteUnit(const PcmUnit* unit, FILE* output) {
-  for (uint32_t s = 0; s < unit->sampleCount; ++s) {
-    for (uint32_t c = 0; c < kChannels; ++c) {
-      if (fwrite(&unit->data[c][s * unit->stride[c]], sizeof(int16_t), 1, output) != 1) {
-        Fail("the output cannot be written");
-      }
-    }
+/* What waits after a unit was taken; its samples lie channel by channel. */
+static void WriteOutput(void* instance, FILE* output) {
+  uint32_t isMoreWaiting = 0;
+  PcmUnit* unit = NULL;
+  CALL(xFetchPcmUnit, instance, 0, &unit, &isMoreWaiting);
+  for (uint32_t i = 0; i < unit->sampleCount * kChannels; ++i) {
+    const uint32_t c = i % kChannels; /* strides count samples, not bytes */
+    const int16_t* const sample = &unit->data[c][i / kChannels * unit->stride[c]];
+    if (fwrite(sample, sizeof *sample, 1, output) != 1) Fail("the output cannot be written");
   }
+  unit->release(unit);
 }
 
 static void RunPass(void* instance, uint32_t number, FILE* input, FILE* output) {
@@ -132,57 +109,41 @@ static void RunPass(void* instance, uint32_t number, FILE* input, FILE* output) 
   const PassArgument pass = {number};
   size_t frames;
   rewind(input);
-  Check(startPass(instance, &pass), "xStartPassEx");
+  CALL(xStartPassEx, instance, &pass);
   while ((frames = fread(buffer, sizeof *buffer * kChannels, kUnitFrames, input)) > 0) {
-    uint32_t isOutputWaiting = 0;
-    Check(deliver(instance, 0, MakeUnit(buffer, (uint32_t)frames), &isOutputWaiting),
-          "xDeliverPcmUnit");
-    if (isOutputWaiting) { /* never in the first pass of two */
-      PcmUnit* unit = NULL;
-      Check(fetch(instance, 0, &unit, &isOutputWaiting), "xFetchPcmUnit");
-      WriteUnit(unit, output);
-      unit->release(unit);
-    }
+    uint32_t isOutputWaiting = 0; /* stays 0 in the first pass of two */
+    PcmUnit unit = {.release = Release,
+                    .data = {buffer, buffer + 1}, /* the first sample of each channel */
+                    .stride = {kChannels, kChannels},
+                    .sampleCount = (uint32_t)frames};
+    CALL(xDeliverPcmUnit, instance, 0, &unit, &isOutputWaiting);
+    if (isOutputWaiting) WriteOutput(instance, output);
   }
-  Check(endPass(instance), "xEndPass");
+  CALL(xEndPass, instance);
 }
 
 int main(int argumentCount, char** arguments) {
   char xml[1024];
   void* instance = NULL;
   if (argumentCount != 6) Fail("usage: example_host MODULE RATE LUFS IN.raw OUT.raw");
-  void* const library = OpenLibrary(arguments[1]);
-  if (library == NULL) Fail("the module cannot be loaded");
-  Find(library, "xOpen", &open_);
-  Find(library, "xClose", &close_);
-  Find(library, "xSetParameter", &setParameter);
-  Find(library, "xSetInputInfo", &setInputInfo);
-  Find(library, "xEnumOutputInfo", &enumOutputInfo);
-  Find(library, "xSetOutputInfo", &setOutputInfo);
-  Find(library, "xStartSequenceEx", &startSequence);
-  Find(library, "xStartPassEx", &startPass);
-  Find(library, "xDeliverPcmUnit", &deliver);
-  Find(library, "xFetchPcmUnit", &fetch);
-  Find(library, "xEndPass", &endPass);
-  Find(library, "xEndSequence", &endSequence);
+  FindFunctions(arguments[1]);
   FILE* const input = fopen(arguments[4], "rb");
   FILE* const output = fopen(arguments[5], "wb");
   if (input == NULL || output == NULL) Fail("a file cannot be opened");
-
   snprintf(xml, sizeof xml,
            "<parameter><audio><numberOfPasses>2</numberOfPasses></audio>"
            "<normalization><normalisationMode>0</normalisationMode><Loudness>%s</Loudness>"
            "<ShortTermLoudness>-20</ShortTermLoudness><MaxTP>-1</MaxTP></normalization>"
            "<logging><frameRate>0</frameRate></logging></parameter>",
            arguments[3]);
-  Check(open_(&instance), "xOpen");
-  Check(setParameter(instance, xml), "xSetParameter");
+  CALL(xOpen, &instance);
+  CALL(xSetParameter, instance, xml);
   SetFormat(instance, (uint32_t)strtoul(arguments[2], NULL, 10));
-  Check(startSequence(instance, NULL), "xStartSequenceEx");
+  CALL(xStartSequenceEx, instance, NULL);
   RunPass(instance, 0, input, output);
   RunPass(instance, 1, input, output);
-  Check(endSequence(instance), "xEndSequence");
-  Check(close_(instance), "xClose");
+  CALL(xEndSequence, instance);
+  CALL(xClose, instance);
   fclose(input);
   if (fclose(output) != 0) Fail("the output cannot be written");
   return 0; /* the end of the process unloads the module, which writes half of the rows that wait */

@@ -20,9 +20,10 @@ void NoteProcessEnd();
 //
 // Where a process calls exit while other threads are at work in the module, its statics and those
 // of the libraries below it (libxml2's, JUCE's) are destroyed under them. So the end waits until
-// they are outside, kCallTimeoutMs at most, and whoever comes in later waits for the end of the
-// process. The thread that ends it still comes in: a static object of the host may hold an
-// instance. Nothing to do on Windows, where these threads are gone by then.
+// they are outside, kCallTimeoutMs at most. Whoever comes in later is held for kLateCallMs, by when
+// the process is mostly gone, and refused then: a static object of the host may be waiting for that
+// thread. The thread that ends the process still comes in: such an object may hold an instance.
+// Nothing to do on Windows, where these threads are gone by then.
 //
 // Cost     two atomic operations.
 // Thread   any; calls may be nested. No thread-local data: LeakSanitizer falls over that of a
@@ -34,13 +35,20 @@ class ModuleCall {
   ModuleCall(const ModuleCall&) = delete;
   ModuleCall& operator=(const ModuleCall&) = delete;
 
+  // This call must do nothing.
+  bool IsRefused() const { return isRefused; }
+
   // The end has begun: statics may be gone.
   static bool IsModuleEnding();
   // Begins the end. At the latest, what the first call registered does it.
   static void EndModule();
+
+ private:
+  bool isRefused = false;
 };
 
 inline constexpr int kCallTimeoutMs = 1000;
+inline constexpr int kLateCallMs = 2000;  // an end waits as long, for calls and for the writer
 
 // Ends a juce::Thread so that none of this module's code runs on it afterwards,
 // and the module may be taken out of memory. juce::Thread itself counts a thread

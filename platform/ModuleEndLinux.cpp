@@ -2,7 +2,9 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
+#include <thread>
 
 #include "platform/ModuleEnd.h"
 
@@ -17,12 +19,14 @@ void EndThisThread(int /*signal*/) { syscall(SYS_exit, 0); }
 
 bool IsGone(pid_t threadId) { return syscall(SYS_tgkill, getpid(), threadId, 0) != 0; }
 
-bool WaitUntilGone(pid_t threadId, int timeoutMs) {
-  for (int waitedMs = 0; waitedMs < timeoutMs; ++waitedMs) {
-    if (IsGone(threadId)) return true;
-    juce::Thread::sleep(1);
-  }
-  return IsGone(threadId);
+template <class Condition>
+void WaitUntil(Condition condition, int timeoutMs) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+  while (!condition() && std::chrono::steady_clock::now() < end) juce::Thread::sleep(1);
+}
+
+void WaitUntilGone(pid_t threadId, int timeoutMs) {
+  WaitUntil([threadId] { return IsGone(threadId); }, timeoutMs);
 }
 
 void EndByForce(pid_t threadId, int timeoutMs) {
@@ -59,19 +63,20 @@ ModuleCall::ModuleCall() {
   ++callsInside;
   if (!IsModuleEnding() || endingThread == ThisThread()) return;
   --callsInside;
-  for (;;) pause();
+  isRefused = true;
+  std::this_thread::sleep_for(std::chrono::milliseconds(kLateCallMs));
 }
 
-ModuleCall::~ModuleCall() { --callsInside; }
+ModuleCall::~ModuleCall() {
+  if (!isRefused) --callsInside;
+}
 
 bool ModuleCall::IsModuleEnding() { return endingThread != 0; }
 
 void ModuleCall::EndModule() {
   pid_t nobody = 0;
   if (!endingThread.compare_exchange_strong(nobody, ThisThread())) return;
-  for (int waitedMs = 0; waitedMs < kCallTimeoutMs && callsInside > 0; ++waitedMs) {
-    juce::Thread::sleep(1);
-  }
+  WaitUntil([] { return callsInside <= 0; }, kCallTimeoutMs);
 }
 
 struct ThreadEnd::State {

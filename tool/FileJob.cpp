@@ -6,6 +6,7 @@
 #include <bit>
 #include <chrono>
 #include <cmath>
+#include <deque>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -21,11 +22,13 @@
 #include "tool/CrossCheck.h"
 #include "tool/ModuleJob.h"
 #include "tool/OutputAssembly.h"
+#include "tool/OutputMeter.h"
 #include "tool/ParameterReading.h"
-#include "tool/SeriesRecorder.h"
 #include "tool/TargetSearch.h"
 #include "tool/TrackLayout.h"
+#include "tool/TrackMeter.h"
 #include "tool/Verdicts.h"
+#include "tool/results/ResultNumbers.h"
 
 namespace harvane {
 namespace {
@@ -39,15 +42,17 @@ std::size_t Index(int i) { return static_cast<std::size_t>(i); }
 
 std::optional<double> Measured(float value) {
   if (value == kNotMeasured || !std::isfinite(value)) return std::nullopt;
-  return value;
+  return ShortestDouble(value);
 }
 
 std::optional<PeakValue> MeasuredPeak(float value, int position, int sampleRate) {
   if (!Measured(value)) return std::nullopt;
-  return PeakValue{value, static_cast<double>(position) / sampleRate};
+  return PeakValue{*Measured(value), static_cast<double>(position) / sampleRate};
 }
 
-TrackValues ValuesOf(const LogMeasurement& measurement, int sampleRate) {
+// Of a LogMeasurement or a TrackMeasurement.
+template <class Measurement>
+TrackValues ValuesOf(const Measurement& measurement, int sampleRate) {
   return {Measured(measurement.integratedLoudness), Measured(measurement.loudnessRange),
           MeasuredPeak(measurement.maxTruePeak, measurement.maxTruePeakPosition, sampleRate),
           MeasuredPeak(measurement.maxShortTerm, measurement.maxShortTermPosition, sampleRate),
@@ -68,7 +73,7 @@ const char* LayoutName(int format) {
 // What hears one track beside the module.
 struct Ears {
   std::unique_ptr<CrossCheck> check;
-  std::unique_ptr<SeriesRecorder> series;
+  std::unique_ptr<TrackMeter> series;
 
   void Hear(const std::int16_t* interleaved, std::size_t frames) const {
     if (check) check->Hear(interleaved, frames);
@@ -83,12 +88,13 @@ struct Track {
   ModuleJob* job = nullptr;
   std::size_t indexInJob = 0;
   LogMeasurement before{};
-  std::optional<LogMeasurement> after;
+  std::optional<TrackValues> after;  // of what is written, where it is processed
+  std::optional<LoudnessSeries> seriesAfter;
   GainDecision decision{};
   TrackAction action = TrackAction::kMeasured;
   std::optional<Convergence> convergence;
   Ears earsBefore;
-  Ears earsAfter;
+  std::unique_ptr<CrossCheck> checkAfter;
 
   bool IsProcessed() const { return action == TrackAction::kProcessed; }
   bool IsLimited() const { return IsProcessed() && decision.limiterNeeded; }
@@ -98,6 +104,38 @@ struct Track {
 struct Search {
   Track* track;
   TargetSearch search;
+};
+
+// One of them, and what hears its output as the file would have it.
+struct Trial {
+  Trial(Search* search, const JobOptions& options, const JobLayout& layout, int sampleRate,
+        const std::string& document, int skip)
+      : search(search),
+        job(options.module, layout, sampleRate, document),
+        meter({{layout.tracks.front().moduleChannels, TrackMeter::Wanted::kValues, {}}},
+              layout.moduleChannels, sampleRate),
+        skip(skip),
+        toSkip(Index(skip)) {
+    if (!options.isCrossChecked) return;
+    check = std::make_unique<CrossCheck>(layout.tracks.front().moduleChannels,
+                                         layout.moduleChannels, sampleRate);
+  }
+
+  void Hear() {
+    const std::size_t skipped = std::min(toSkip, job.OutputFrames());
+    toSkip -= skipped;
+    const std::int16_t* const heard = job.Output().data() + skipped * job.ModuleChannels();
+    const std::size_t frames = job.OutputFrames() - skipped;
+    meter.Hear(heard, frames);
+    if (check) check->Hear(heard, frames);
+  }
+
+  Search* search;
+  ModuleJob job;
+  OutputMeter meter;
+  std::unique_ptr<CrossCheck> check;
+  int skip;  // frames that --align drops
+  std::size_t toSkip;
 };
 
 class FileRun {
@@ -267,29 +305,24 @@ class FileRun {
     return done;
   }
 
-  Ears EarsOf(const Track& track, bool hasCheck) const {
-    Ears ears;
-    if (hasCheck) {
-      ears.check =
-          std::make_unique<CrossCheck>(track.place->fileChannels, info.channels, info.sampleRate);
-    }
-    if (options.hasSeries) {
-      ears.series = std::make_unique<SeriesRecorder>(track.place->fileChannels, info.channels,
-                                                     info.sampleRate);
-    }
-    return ears;
+  std::unique_ptr<CrossCheck> CheckOf(const Track& track) const {
+    return std::make_unique<CrossCheck>(track.place->fileChannels, info.channels, info.sampleRate);
   }
 
   void FirstPass(const std::string& step) {
     // What comes in is judged where nothing else comes out.
     const bool isJudged = options.kind != JobKind::kNormalise || options.toleranceLu;
     for (Track& track : tracks) {
-      track.earsBefore = EarsOf(track, options.isCrossChecked && isJudged);
+      if (options.isCrossChecked && isJudged) track.earsBefore.check = CheckOf(track);
+      if (!options.hasSeries) continue;
+      track.earsBefore.series = std::make_unique<TrackMeter>(
+          track.place->fileChannels, info.channels, info.sampleRate, TrackMeter::Wanted::kSeries);
     }
     for (const auto& job : jobs) job->StartPass(0);
     frames = ReadAll(step, [this](const std::int16_t* file, std::size_t count) {
       for (const auto& job : jobs) job->Deliver(file, count, Index(info.channels));
       for (const Track& track : tracks) track.earsBefore.Hear(file, count);
+      KeepEnd(file, count);
     });
     result->frames = frames;
     for (const auto& job : jobs) {
@@ -301,6 +334,30 @@ class FileRun {
     }
     if (frames == 0) throw FileError(input, "is empty: it holds no frame of audio");
     NoteReduction(reader.Counts(), &result->notes);
+  }
+
+  // The last second of what the header tells of.
+  void KeepEnd(const std::int16_t* file, std::size_t count) {
+    passed += static_cast<std::int64_t>(count);
+    if (options.kind != JobKind::kNormalise || passed + info.sampleRate < info.frames) return;
+    end.insert(end.end(), file, file + count * Index(info.channels));
+    const std::size_t most = Index(info.sampleRate) * Index(info.channels);
+    if (end.size() > most) {
+      end.erase(end.begin(), end.end() - static_cast<std::ptrdiff_t>(most));
+    }
+  }
+
+  // What the module's filters have heard last: of the end, whole chunks up to the last one.
+  std::vector<std::int16_t> Remembered() const {
+    const std::size_t chunk = TrackMeter::ChunkFrames(info.sampleRate);
+    const std::size_t behind = static_cast<std::size_t>(frames) % chunk;
+    const std::size_t kept = end.size() / Index(info.channels);
+    if (kept < behind + chunk) return {};
+    const std::size_t before = (kept - behind) % chunk;
+    const auto at = [this](std::size_t frame) {
+      return end.begin() + static_cast<std::ptrdiff_t>(frame * Index(info.channels));
+    };
+    return {at(before), at(kept - behind)};
   }
 
   void EndJobs() {
@@ -421,41 +478,48 @@ class FileRun {
     for (Search& search : searches) TakeResult(&search);
   }
 
-  void Try(int trial, const std::vector<Search*>& open) {
-    std::vector<std::unique_ptr<ModuleJob>> trials;
-    std::vector<std::unique_ptr<CrossCheck>> checks;
-    for (const Search* search : open) {
+  void Try(int number, const std::vector<Search*>& open) {
+    std::deque<Trial> trials;
+    for (Search* search : open) {
       JobParameters own = With(search->search.Next());
+      const bool isLimited = Decide(search->track->before, Targets(own)).limiterNeeded;
       own.logPath = LogPathFor(options, kNoLogFolder);
-      JobLayout one = LayoutOfOne(*search->track->place);
-      if (options.isCrossChecked) {
-        const int width = one.moduleChannels;
-        checks.push_back(std::make_unique<CrossCheck>(one.tracks.front().moduleChannels, width,
-                                                      info.sampleRate));
-      }
-      const std::string document = DocumentFor(one, 2, own);
-      trials.push_back(
-          std::make_unique<ModuleJob>(options.module, std::move(one), info.sampleRate, document));
+      const JobLayout one = LayoutOfOne(*search->track->place);
+      trials.emplace_back(search, options, one, info.sampleRate, DocumentFor(one, 2, own),
+                          options.isAligned && isLimited ? kLimiterDelayFrames : 0);
     }
     for (const std::uint32_t pass : {0U, 1U}) {
-      for (const auto& job : trials) job->StartPass(pass);
-      ReadAll(fmt::format("trial {}, pass {} of 2", trial, pass + 1),
+      for (Trial& trial : trials) trial.job.StartPass(pass);
+      ReadAll(fmt::format("trial {}, pass {} of 2", number, pass + 1),
               [&](const std::int16_t* file, std::size_t count) {
-                for (std::size_t i = 0; i < trials.size(); ++i) {
-                  trials[i]->Deliver(file, count, Index(info.channels));
-                  if (pass == 0 || checks.empty()) continue;
-                  checks[i]->Hear(trials[i]->Output().data(), trials[i]->OutputFrames());
+                for (Trial& trial : trials) {
+                  trial.job.Deliver(file, count, Index(info.channels));
+                  if (pass > 0) trial.Hear();
                 }
               });
-      for (std::size_t i = 0; i < trials.size(); ++i) {
-        const std::vector<LogMeasurement> measured = trials[i]->EndPass();
-        if (pass == 0) continue;
-        std::vector<TrackValues> values = {ValuesOf(measured.at(0), info.sampleRate)};
-        if (!checks.empty()) values.push_back(checks[i]->Finish());
-        open[i]->search.Report(FoundIn(values));
-        trials[i]->EndSequence();
-      }
+      if (pass > 0) break;
+      for (Trial& trial : trials) trial.job.EndPass();
     }
+    for (Trial& trial : trials) FinishTrial(&trial);
+  }
+
+  void FinishTrial(Trial* trial) {
+    if (trial->skip > 0) {
+      const std::vector<std::int16_t> silence = SilentFrames(trial->skip);
+      trial->job.Deliver(silence.data(), Index(trial->skip), Index(info.channels));
+      trial->Hear();
+    }
+    trial->job.EndPass();
+    trial->job.EndSequence();
+    trial->meter.Finish();
+    std::vector<TrackValues> values = {ValuesOf(trial->meter.Meter(0).Values(), info.sampleRate)};
+    if (trial->check) values.push_back(trial->check->Finish());
+    trial->search->search.Report(FoundIn(values));
+  }
+
+  // Of the file.
+  std::vector<std::int16_t> SilentFrames(int count) const {
+    return std::vector<std::int16_t>(Index(count) * Index(info.channels), 0);
   }
 
   // Empty where a meter could not measure what is aimed at.
@@ -534,6 +598,11 @@ class FileRun {
     AwaitLog();
   }
 
+  // What is kept bit for bit measures what it did.
+  TrackValues ValuesAfter(const Track& track) const {
+    return track.after ? *track.after : ValuesOf(track.before, info.sampleRate);
+  }
+
   // A broadcast chunk speaks of one programme.
   void GiveLoudness(Container container, AudioWriter* writer) {
     if (!HasBroadcast(container)) {
@@ -547,8 +616,7 @@ class FileRun {
       return;
     }
     const Track& track = tracks.front();
-    const TrackValues values =
-        ValuesOf(track.IsProcessed() ? track.after.value() : track.before, info.sampleRate);
+    const TrackValues values = ValuesAfter(track);
     const auto valueOf = [](const std::optional<PeakValue>& peak) {
       return peak ? std::optional<double>(peak->value) : std::nullopt;
     };
@@ -591,7 +659,7 @@ class FileRun {
     int longestSkip = 0;
     std::vector<bool> isFromModule(Index(info.channels), false);
     for (Track& track : tracks) {
-      track.earsAfter = EarsOf(track, options.isCrossChecked);
+      if (options.isCrossChecked) track.checkAfter = CheckOf(track);
       if (!track.IsProcessed()) continue;
       for (const int channel : track.place->fileChannels) {
         isFromModule[Index(channel)] = true;
@@ -603,11 +671,15 @@ class FileRun {
         atWork.size() == 1 && longestSkip == 0 && atWork.front()->IsIdentity(isFromModule.size()) &&
         std::find(isFromModule.begin(), isFromModule.end(), false) == isFromModule.end();
     OutputAssembly assembly(skips, frames);
+    OutputMeter meter(MetersAfter(), info.channels, info.sampleRate);
     std::vector<std::int16_t> assembled;
     std::int64_t written = 0;
     const auto write = [&](std::vector<std::int16_t>* samples) {
       const std::size_t count = samples->size() / isFromModule.size();
-      for (const Track& track : tracks) track.earsAfter.Hear(samples->data(), count);
+      meter.Hear(samples->data(), count);
+      for (const Track& track : tracks) {
+        if (track.checkAfter) track.checkAfter->Hear(samples->data(), count);
+      }
       writer->Write(samples);
       written += static_cast<std::int64_t>(count);
     };
@@ -625,18 +697,68 @@ class FileRun {
     ReadAll("pass 2 of 2", take);
     if (longestSkip > 0) {
       // What a limited track still holds comes out before silence.
-      const std::vector<std::int16_t> silence(Index(longestSkip) * isFromModule.size(), 0);
+      const std::vector<std::int16_t> silence = SilentFrames(longestSkip);
       take(silence.data(), Index(longestSkip));
     }
     for (ModuleJob* job : atWork) {
       const std::vector<LogMeasurement> measured = job->EndPass();
       for (Track& track : tracks) {
-        if (track.job == job) track.after = measured.at(track.indexInJob);
+        if (!track.IsProcessed() || track.job != job || measured.empty()) continue;
+        track.after = ValuesOf(measured.at(track.indexInJob), info.sampleRate);
       }
-      logRows += measured.size();
+      logRows += job->Layout().tracks.size();
     }
+    meter.Finish();
+    TakeMeasured(&meter);
     if (written != frames) {
       throw FileError(input, fmt::format("the module gave back {} of {} frames", written, frames));
+    }
+  }
+
+  // True where the module's second pass would say what the file does if it remembered nothing: the
+  // cut to 16 bits takes a few thousandths of a LU, nothing is clipped, and no frame moves. A
+  // minute or less, and what is to converge, is measured all the same.
+  bool IsModuleGoodEnough(const Track& track) const {
+    constexpr std::int64_t kLongSeconds = 60;
+    constexpr double kLoudEnough = -24.5;     // LUFS
+    constexpr double kBelowFullScale = -0.5;  // dBTP
+    if (!options.module.empty() || options.hasSeries || options.isConverged ||
+        !track.IsProcessed() || IsQuadRate(info.sampleRate) ||
+        frames < kLongSeconds * info.sampleRate || (options.isAligned && track.IsLimited())) {
+      return false;
+    }
+    const double loudness = track.before.integratedLoudness + track.decision.gainDb;
+    const double peak = track.IsLimited() ? parameters.maxTruePeak
+                                          : track.before.maxTruePeak + track.decision.gainDb;
+    return track.before.integratedLoudness != kNotMeasured && loudness >= kLoudEnough &&
+           peak <= kBelowFullScale;
+  }
+
+  // A track that is kept measures what it did; only its loudness over time is its own.
+  std::vector<OutputMeter::Track> MetersAfter() const {
+    std::vector<OutputMeter::Track> meters;
+    for (const Track& track : tracks) {
+      if (!track.IsProcessed() && !options.hasSeries) continue;
+      const auto wanted = !track.IsProcessed() ? TrackMeter::Wanted::kSeries
+                          : options.hasSeries  ? TrackMeter::Wanted::kBoth
+                                               : TrackMeter::Wanted::kValues;
+      meters.push_back({track.place->fileChannels, wanted,
+                        IsModuleGoodEnough(track) ? Remembered() : std::vector<std::int16_t>()});
+    }
+    return meters;
+  }
+
+  // In the order of MetersAfter.
+  void TakeMeasured(OutputMeter* meters) {
+    std::size_t next = 0;
+    for (Track& track : tracks) {
+      if (!track.IsProcessed() && !options.hasSeries) continue;
+      TrackMeter& meter = meters->Meter(next++);
+      const bool isMeasured = meters->IsMeasured(next - 1);
+      if (track.IsProcessed() && isMeasured) {
+        track.after = ValuesOf(meter.Values(), info.sampleRate);
+      }
+      if (options.hasSeries) track.seriesAfter = meter.TakeSeries();
     }
   }
 
@@ -668,18 +790,15 @@ class FileRun {
       one.before = ValuesOf(track.before, info.sampleRate);
       one.convergence = track.convergence;
       if (isWritten) {
-        // What is kept bit for bit measures what it did.
-        one.after =
-            track.IsProcessed() ? ValuesOf(track.after.value(), info.sampleRate) : one.before;
-        one.gainDb = track.IsProcessed() ? double{track.decision.gainDb} : 0.0;
+        one.after = ValuesAfter(track);
+        one.gainDb = track.IsProcessed() ? ShortestDouble(track.decision.gainDb) : 0.0;
         one.isLimited = track.IsLimited();
         one.delayFrames = options.isAligned ? 0 : DelayOf(track);
       }
-      CrossCheck* const check =
-          isWritten ? track.earsAfter.check.get() : track.earsBefore.check.get();
+      CrossCheck* const check = isWritten ? track.checkAfter.get() : track.earsBefore.check.get();
       if (check != nullptr) one.crossCheck = check->Finish();
-      if (track.earsBefore.series) one.seriesBefore = track.earsBefore.series->Take();
-      if (track.earsAfter.series) one.seriesAfter = track.earsAfter.series->Take();
+      if (track.earsBefore.series) one.seriesBefore = track.earsBefore.series->TakeSeries();
+      one.seriesAfter = std::move(track.seriesAfter);
       if (options.kind == JobKind::kMeasure) continue;
       one.verdicts = Judge(rules, one.after.value_or(one.before));
       if (!one.crossCheck) continue;
@@ -727,6 +846,8 @@ class FileRun {
   std::vector<Track> tracks;
   std::vector<std::int16_t> block;
   std::int64_t frames = -1;  // of the file, once they were counted
+  std::int64_t passed = 0;   // of them in the first pass
+  std::vector<std::int16_t> end;
   bool isRead = false;
   std::size_t logRows = 0;
 };

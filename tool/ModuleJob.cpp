@@ -15,8 +15,7 @@ ModuleJob::ModuleJob(const std::string& module, JobLayout layout, int sampleRate
 }
 
 void ModuleJob::StartPass(std::uint32_t number) {
-  pass = number;
-  if (isModuleFile) witness.emplace(layout.groupFormats, format);
+  if (isModuleFile && number == 0) witness.emplace(layout.groupFormats, format);
   session.StartPass(number);
 }
 
@@ -35,12 +34,7 @@ void ModuleJob::Deliver(const std::int16_t* file, std::size_t frames, std::size_
   }
   output.clear();
   session.Deliver(delivered, static_cast<std::uint32_t>(frames), &output);
-  if (!witness) return;
-  if (pass == 0) {
-    witness->Hear(delivered, static_cast<std::uint32_t>(frames));
-  } else {
-    witness->Hear(output.data(), static_cast<std::uint32_t>(OutputFrames()));
-  }
+  if (witness) witness->Hear(delivered, static_cast<std::uint32_t>(frames));
 }
 
 bool ModuleJob::IsIdentity(std::size_t width) const {
@@ -55,7 +49,9 @@ bool ModuleJob::IsIdentity(std::size_t width) const {
 
 std::vector<LogMeasurement> ModuleJob::EndPass() {
   session.EndPass();
-  return witness ? witness->Finish() : recorder.Take();
+  std::vector<LogMeasurement> measured = witness ? witness->Finish() : recorder.Take();
+  witness.reset();
+  return measured;
 }
 
 void ModuleJob::EndSequence() { session.EndSequence(); }

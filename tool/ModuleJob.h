@@ -17,8 +17,9 @@ namespace harvane {
 // One sequence of a module over some or all channels of a file: it takes the file's frames and
 // gives back the frames of its own channels. Several may go over one file side by side.
 //
-// Values     of the linked module: its own. A module file tells none: what goes in in the first
-//            pass, and what comes out in the second, is then measured by the linked module.
+// Values     of the linked module: its own, of which those of the second pass begin with what the
+//            filters remember of the first. A module file tells none: what goes in in the first
+//            pass is then measured by the linked module, and of the second pass there are none.
 // Samples    signed 16-bit, interleaved.
 // Errors     ModuleRefusal, ModuleError, ModuleDeath, std::bad_alloc.
 // Thread     one caller at a time.
@@ -43,7 +44,7 @@ class ModuleJob {
   std::size_t ModuleChannels() const { return static_cast<std::size_t>(layout.moduleChannels); }
   // True if the file's frames, of `width` samples, are the module's.
   bool IsIdentity(std::size_t width) const;
-  // What the pass measured, one per track.
+  // What the pass measured, one per track, or nothing.
   std::vector<LogMeasurement> EndPass();
   void EndSequence();
 
@@ -51,7 +52,6 @@ class ModuleJob {
   JobLayout layout;
   SessionFormat format;
   bool isModuleFile;
-  std::uint32_t pass = 0;
   PassRecorder recorder;
   std::optional<Witness> witness;
   JobSession session;

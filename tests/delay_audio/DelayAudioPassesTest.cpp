@@ -7,6 +7,7 @@
 #include "tests/delay_audio/Jobs.h"
 #include "tests/support/Bits.h"
 #include "tests/support/Signals.h"
+#include "tests/support/TestMain.h"
 
 namespace harvane {
 namespace {
@@ -58,6 +59,41 @@ TEST(DelayAudioSamples, SampleLiesStrideSamplesBehindTheOneBefore) {
   EXPECT_BITS_EQ(static_cast<float>(600 / 32767.0), DelayAudio::ReadSample(unit, 2, 5));
   unit.stride[5] = 0;
   EXPECT_BITS_EQ(static_cast<float>(200 / 32767.0), DelayAudio::ReadSample(unit, 2, 5));
+}
+
+// Channels that lie side by side may be read together, however the others lie: some share their
+// stride but not their place, some their place but not the stride, some have no track between them.
+TEST(DelayAudioSamples, NeighboursAreReadTogetherAsEachByItself) {
+  support::ForEachSeed(300, [](std::uint64_t seed) {
+    support::NoiseSource noise(seed);
+    constexpr std::uint32_t kMost = 40;  // frames, samples of a stride, first sample of the others
+    std::vector<std::int16_t> memory = support::NoiseInt16(seed, kMost * kMost * 3, 32767);
+    PcmUnit unit{};
+    std::vector<DelayAudio::MeasuredChannel> channels;
+    for (int c = 0; c < kMaxChannels; ++c) {
+      const bool isNeighbour = c > 0 && noise.NextBelow(6) != 0;
+      unit.data[c] = isNeighbour ? unit.data[c - 1] + 1 : memory.data() + noise.NextBelow(kMost);
+      const bool isOfOneStride = isNeighbour && noise.NextBelow(6) != 0;
+      unit.stride[c] = isOfOneStride ? unit.stride[c - 1] : noise.NextBelow(kMost);
+      if (noise.NextBelow(12) != 0) channels.push_back({c, 0, 0});
+    }
+    unit.sampleCount = noise.NextBelow(kMost);
+    const std::uint32_t first = noise.NextBelow(unit.sampleCount + 1);
+    const std::uint32_t count = unit.sampleCount - first;
+    std::vector<std::vector<float>> got(channels.size(), std::vector<float>(count));
+    std::vector<float*> outs;
+    for (std::vector<float>& one : got) outs.push_back(one.data());
+    DelayAudio::ReadFrames(unit, first, count, channels.data(), static_cast<int>(channels.size()),
+                           outs.data());
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+      const int c = channels[i].c;
+      for (std::uint32_t s = 0; s < count; ++s) {
+        const std::int16_t sample = unit.data[c][std::size_t{first + s} * unit.stride[c]];
+        ASSERT_BITS_EQ(static_cast<float>(static_cast<double>(sample) / 32767.0), got[i][s])
+            << "channel " << c << ", frame " << s << " of " << count;
+      }
+    }
+  });
 }
 
 struct ClampCase {

@@ -576,6 +576,25 @@ TEST_P(LoggerEnd, LastDrainWritesHalfOfTheQueueRoundedUp) {
 INSTANTIATE_TEST_SUITE_P(Queue, LoggerEnd, testing::Values(0, 1, 2, 3, 4, 5, 8),
                          [](const auto& info) { return "Entries" + std::to_string(info.param); });
 
+juce::Time SlowNow() {
+  std::this_thread::sleep_for(100ms);
+  return Now();
+}
+
+TEST_F(Logger, TimeOfTheLastDrainBeginsWithTheEndNotWithTheDrain) {
+  Start(SlowNow);
+  std::vector<std::string> wanted;
+  for (int i = 1; i <= 20; ++i) {
+    AddTo(folder.Text(), "", std::to_string(i));  // whose file name asks for the time
+    if (i <= 10) wanted.push_back(std::to_string(i));
+  }
+  logger->notify();
+  static_assert(kLastDrainMs <= 8 * 100, "the time of a last drain has gone by");
+  ASSERT_TRUE(Within(10s, [this] { return logger->WaitingEntries() <= 20 - 8; }));
+  logger = nullptr;
+  EXPECT_EQ(wanted, NamesIn(Bytes(folder.Path() / "Log7_Mar_2013.csv")));
+}
+
 TEST_F(Logger, EndInTimeSaysNothingToTheJuceLogger) {
   support::KeepsLines lines;
   for (int i = 0; i < 3; ++i) {

@@ -23,6 +23,7 @@ namespace {
 
 using measurement_tests::RandomInt;
 
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
 constexpr int kRates[] = {44100, 48000, 88200, 96000, 176400, 192000};
 // Not the published ones: any taps must do.
 constexpr float kTapsUp[12] = {0.00171F, 0.011F, -0.0197F, 0.0332F,  -0.0594F, 0.137F,
@@ -31,9 +32,12 @@ constexpr float kTapsDown[12] = {-0.0292F, 0.0293F, -0.0518F, 0.0891F,  -0.1665F
                                  0.7798F,  -0.2F,   0.1016F,  -0.0582F, 0.0331F,  -0.0189F};
 constexpr float kTapsUpMirrored[12] = {-0.0083F, 0.0149F,  -0.0266F, 0.0476F,  -0.1F,  0.972F,
                                        0.137F,   -0.0594F, 0.0332F,  -0.0197F, 0.011F, 0.00171F};
-// The second is no one's mirror image.
-constexpr PolyphaseBranch kBranches[] = {{kTapsUp, 12}, {kTapsDown, 12}, {kTapsUpMirrored, 12}};
-constexpr PolyphaseBank kBanks[] = {{kBranches, 1}, {kBranches, 2}, {kBranches, 3}};
+constexpr float kTapsDownMirrored[12] = {-0.0189F, 0.0331F,  -0.0582F, 0.1016F,  -0.2F,   0.7798F,
+                                         0.4651F,  -0.1665F, 0.0891F,  -0.0518F, 0.0293F, -0.0292F};
+// The first two are no one's mirror images, then one is, then both are.
+constexpr PolyphaseBranch kBranches[] = {
+    {kTapsUp, 12}, {kTapsDown, 12}, {kTapsUpMirrored, 12}, {kTapsDownMirrored, 12}};
+constexpr PolyphaseBank kBanks[] = {{kBranches, 1}, {kBranches, 2}, {kBranches, 3}, {kBranches, 4}};
 
 std::vector<float> RandomSamples(support::NoiseSource* noise, std::size_t length) {
   return measurement_tests::RandomRun(noise, length, noise->NextBelow(8) == 0);
@@ -113,45 +117,143 @@ TEST(ChunkKernels, WeightingAndSumsAgreeWithThePlainOnes) {
   });
 }
 
+// Kernels are free below `exactFrom` and up to `exactAbove`: any level, or a peak of the run or its
+// neighbour.
+void ComparePeaks(const std::vector<float>& samples, support::NoiseSource* noise) {
+  const float* const x = samples.data() + kPeakHistory;
+  const int n = static_cast<int>(samples.size()) - kPeakHistory;
+  const PolyphaseBank& bank = kBanks[noise->NextBelow(4)];
+  std::vector<float> wanted(static_cast<std::size_t>(n));
+  kPlainKernels.peaks(x, n, bank, 0.0F, wanted.data());
+  const float peak = kPlainKernels.truePeak(x, n, bank, 0.0F);
+  const float level = static_cast<float>(noise->NextBelow(100)) / 100.0F;
+  const float one = wanted[noise->NextBelow(static_cast<std::uint32_t>(n))];
+  const float starts[] = {0.0F, level, one, std::nextafter(one, kInfinity)};
+  const float exactFrom = starts[noise->NextBelow(4)];
+  const float limits[] = {0.0F, -1.0F, level, peak, std::nextafter(peak, 0.0F)};
+  const float exactAbove = limits[noise->NextBelow(5)];
+  for (const ChunkKernels* kernels : FastKernels()) {
+    SCOPED_TRACE(std::string(kernels->name) + ", " + std::to_string(bank.count) + " branches, " +
+                 std::to_string(n) + " samples, exact from " + support::Show(exactFrom) +
+                 " or above " + support::Show(exactAbove));
+    ASSERT_BITS_EQ(kPlainKernels.largestMagnitude(x, n), kernels->largestMagnitude(x, n));
+    const float got = kernels->truePeak(x, n, bank, exactAbove);
+    // A magnitude of 0.0 may come with either sign.
+    if (peak <= exactAbove) {
+      ASSERT_LE(got, exactAbove);
+    } else if (peak == 0.0F) {
+      ASSERT_EQ(0.0F, got);
+    } else {
+      ASSERT_BITS_EQ(peak, got);
+    }
+    std::vector<float> peaks(static_cast<std::size_t>(n));
+    kernels->peaks(x, n, bank, exactFrom, peaks.data());
+    for (std::size_t i = 0; i < peaks.size(); ++i) {
+      const bool isFree = wanted[i] > 0.0F && wanted[i] < exactFrom;
+      if (isFree) {
+        ASSERT_TRUE(peaks[i] > 0.0F && peaks[i] < exactFrom) << i << ": " << peaks[i];
+      } else if (wanted[i] == 0.0F) {
+        ASSERT_EQ(0.0F, peaks[i]);
+      } else {
+        ASSERT_BITS_EQ(wanted[i], peaks[i]);
+      }
+    }
+  }
+}
+
 TEST(ChunkKernels, PeaksAgreeWithThePlainOnes) {
   support::ForEachSeed(10000, [](std::uint64_t seed) {
     support::NoiseSource noise(seed);
-    const int n = RandomInt(&noise, 1, 120);
-    const std::vector<float> samples =
-        RandomSamples(&noise, static_cast<std::size_t>(n) + kPeakHistory);
-    const float* const x = samples.data() + kPeakHistory;
-    const float exactFrom = static_cast<float>(noise.NextBelow(100)) / 100.0F;
-    const PolyphaseBank& bank = kBanks[noise.NextBelow(3)];
-    const float peak = kPlainKernels.truePeak(x, n, bank, 0.0F);
-    const float limits[] = {0.0F, -1.0F, exactFrom, peak, std::nextafter(peak, 0.0F)};
-    const float exactAbove = limits[noise.NextBelow(5)];
-    std::vector<float> wanted(static_cast<std::size_t>(n));
-    kPlainKernels.peaks(x, n, bank, exactFrom, wanted.data());
-    for (const ChunkKernels* kernels : FastKernels()) {
-      SCOPED_TRACE(std::string(kernels->name) + ", " + std::to_string(n) + " samples");
-      ASSERT_BITS_EQ(kPlainKernels.largestMagnitude(x, n), kernels->largestMagnitude(x, n));
-      const float got = kernels->truePeak(x, n, bank, exactAbove);
-      // A magnitude of 0.0 may come with either sign.
-      if (peak <= exactAbove) {
-        ASSERT_LE(got, exactAbove);
-      } else if (peak == 0.0F) {
-        ASSERT_EQ(0.0F, got);
-      } else {
-        ASSERT_BITS_EQ(peak, got);
-      }
-      std::vector<float> peaks(static_cast<std::size_t>(n));
-      kernels->peaks(x, n, bank, exactFrom, peaks.data());
-      for (std::size_t i = 0; i < peaks.size(); ++i) {
-        const bool isFree = wanted[i] > 0.0F && wanted[i] < exactFrom;
-        if (isFree) {
-          ASSERT_TRUE(peaks[i] > 0.0F && peaks[i] < exactFrom) << i << ": " << peaks[i];
-        } else if (wanted[i] == 0.0F) {
-          ASSERT_EQ(0.0F, peaks[i]);
-        } else {
-          ASSERT_BITS_EQ(wanted[i], peaks[i]);
-        }
-      }
+    const auto n = static_cast<std::size_t>(RandomInt(&noise, 1, 120));
+    ComparePeaks(RandomSamples(&noise, n + kPeakHistory), &noise);
+  });
+}
+
+// ---- levels that no programme has, but a gain may give
+
+// Samples in stretches of a kind each: zeros of both signs, noise, one value, one of either sign,
+// few digits. None is above 1.1 times `level`.
+std::vector<float> Stretches(support::NoiseSource* noise, std::size_t length, float level) {
+  std::vector<float> samples;
+  while (samples.size() < length) {
+    const std::uint32_t kind = noise->NextBelow(6);
+    const auto value = static_cast<float>(noise->NextBipolar());
+    const std::size_t end = samples.size() + 1 + noise->NextBelow(150);
+    while (samples.size() < std::min(end, length)) {
+      const bool isOdd = samples.size() % 2 == 1;
+      float sample = noise->NextBelow(2) == 0 ? 0.0F : -0.0F;
+      if (kind == 1 || kind == 2) sample = static_cast<float>(noise->NextBipolar());
+      if (kind == 3) sample = value;
+      if (kind == 4) sample = isOdd ? value : -value;
+      if (kind == 5) sample = static_cast<float>(RandomInt(noise, -8, 8)) / 8.0F;
+      samples.push_back(sample * level);
     }
+  }
+  return samples;
+}
+
+float RandomLevel(support::NoiseSource* noise) {
+  return std::ldexp(1.0F, RandomInt(noise, -149, 126));
+}
+
+// The lanes of a case have one level: kernels take the long way for two of them where one needs it.
+void CompareLanes(float samplesLevel, float memoryLevel, support::NoiseSource* noise) {
+  const bool isShort = noise->NextBelow(3) == 0;
+  const auto n = static_cast<std::size_t>(RandomInt(noise, 1, isShort ? 4 : 500));
+  ChannelLanes lanes{};
+  lanes.count = RandomInt(noise, 1, kMaxLanes);
+  lanes.coefficients = &KWeightingFor(kRates[noise->NextBelow(6)]);
+  std::vector<std::vector<float>> samples;
+  for (int lane = 0; lane < lanes.count; ++lane) {
+    samples.push_back(Stretches(noise, n, samplesLevel));
+    lanes.samples[lane] = samples.back().data();
+  }
+  for (float* memory :
+       {lanes.input1, lanes.input2, lanes.middle1, lanes.middle2, lanes.output1, lanes.output2}) {
+    const std::vector<float> stretches = Stretches(noise, kMaxLanes, memoryLevel);
+    std::copy(stretches.begin(), stretches.end(), memory);
+  }
+  for (auto& sum : lanes.sums) {
+    // Those of the level itself, and those that a window of a programme has.
+    const float top = noise->NextBelow(2) == 0 ? memoryLevel * memoryLevel : 100000.0F;
+    for (float& one : sum) one = std::fabs(static_cast<float>(noise->NextBipolar())) * top;
+  }
+  int count = 0;
+  const ChunkKernels* const* const all = AvailableKernels(&count);
+  std::vector<ChannelLanes> got(static_cast<std::size_t>(count), lanes);
+  for (int left = static_cast<int>(n); left > 0;) {
+    const int run = RandomInt(noise, 1, left);
+    left -= run;
+    for (int k = 0; k < count; ++k) {
+      all[k]->weightAndSum(&got[static_cast<std::size_t>(k)], run);
+      ASSERT_TRUE(support::SameLists(Used(got[0]), Used(got[static_cast<std::size_t>(k)])))
+          << all[k]->name << ", levels " << support::Show(samplesLevel) << " and "
+          << support::Show(memoryLevel) << ", " << lanes.count << " lanes, " << left << " of " << n
+          << " samples left";
+    }
+  }
+}
+
+TEST(ChunkKernels, WeightingAndSumsAtAnyLevelAgreeWithThePlainOnes) {
+  support::ForEachSeed(1500, [](std::uint64_t seed) {
+    support::NoiseSource noise(seed);
+    const float level = RandomLevel(&noise);
+    CompareLanes(level, noise.NextBelow(2) == 0 ? level : 0.0F, &noise);
+  });
+}
+
+TEST(ChunkKernels, FadesIntoSilenceAgreeWithThePlainOnes) {
+  support::ForEachSeed(500, [](std::uint64_t seed) {
+    support::NoiseSource noise(seed);
+    CompareLanes(0.0F, noise.NextBelow(4) == 0 ? 0.0F : RandomLevel(&noise), &noise);
+  });
+}
+
+TEST(ChunkKernels, PeaksAtAnyLevelAgreeWithThePlainOnes) {
+  support::ForEachSeed(3000, [](std::uint64_t seed) {
+    support::NoiseSource noise(seed);
+    const auto n = static_cast<std::size_t>(RandomInt(&noise, 1, 120));
+    ComparePeaks(Stretches(&noise, n + kPeakHistory, RandomLevel(&noise)), &noise);
   });
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "delay_audio/DelayAudio.h"
+#include "measurement/ChunkKernels.h"
 #include "normalisation/GainDecision.h"
 #include "tests/support/AnyFloat.h"
 #include "tests/support/Bits.h"
@@ -555,11 +556,25 @@ std::vector<std::vector<float>> WantedOutput(const twin::Layout& layout, std::ui
   return output;
 }
 
+// One set of kernels for as long as it lives; each seed has another.
+struct KernelsOfSeed {
+  explicit KernelsOfSeed(std::uint64_t seed) {
+    int count = 0;
+    const ChunkKernels* const* const all = AvailableKernels(&count);
+    name = all[seed % static_cast<std::uint64_t>(count)]->name;
+    ForceKernels(all[seed % static_cast<std::uint64_t>(count)]);
+  }
+  ~KernelsOfSeed() { ForceKernels(nullptr); }
+
+  const char* name;
+};
+
 // 25 jobs of 400 frames in the usual run.
 TEST(DelayAudioFrame, AgreesWithTheTwin) {
   constexpr std::uint32_t kRates[] = {44100, 48000, 88200, 96000};
   support::ForEachSeed(25, [&](std::uint64_t seed) {
     support::NoiseSource noise(seed);
+    const KernelsOfSeed kernels(seed);
     const std::uint32_t rate = kRates[noise.NextBelow(4)];
     const int groups = 1 + static_cast<int>(noise.NextBelow(2));
     int formats[4] = {1, 1, 1, 1};
@@ -585,9 +600,33 @@ TEST(DelayAudioFrame, AgreesWithTheTwin) {
     const std::vector<std::vector<float>> wanted = WantedOutput(layout, rate, tracks, input);
     for (std::size_t c = 0; c < channels; ++c) {
       ASSERT_TRUE(support::SameLists(wanted[c], pass.Output(c)))
-          << "rate " << rate << ", formats " << formats[0] << " and " << formats[1] << " of "
-          << groups << " groups, channel " << c << ", tracks:" << trackTexts;
+          << kernels.name << ", rate " << rate << ", formats " << formats[0] << " and "
+          << formats[1] << " of " << groups << " groups, channel " << c
+          << ", tracks:" << trackTexts;
     }
+  });
+}
+
+// A signal that rises through the knee: each peak is the highest so far, and its reduction is
+// heard. A little noise on it keeps the largest of the phases from being always the same.
+TEST(DelayAudioFrame, EveryPeakOfARisingSignalIsHeardWithEachSetOfKernels) {
+  constexpr std::uint32_t kRates[] = {48000, 96000};
+  support::ForEachSeed(12, [&](std::uint64_t seed) {
+    support::NoiseSource noise(seed);
+    const KernelsOfSeed kernels(seed);
+    const std::uint32_t rate = kRates[noise.NextBelow(2)];
+    Samples input;
+    for (int i = 0; i < 400; ++i) {
+      input.push_back(static_cast<std::int16_t>(80 * i + static_cast<int>(noise.NextBelow(40))));
+    }
+    const std::vector<TrackSetting> tracks = {
+        {1.0F + static_cast<float>(noise.NextBipolar()) / 4, true}};
+    SecondPass pass({"1"}, 1, rate, tracks);
+    pass.Deliver({input});
+    const int formats[4] = {1, 1, 1, 1};
+    const auto wanted = WantedOutput(twin::LayoutOf(1, formats), rate, tracks, {input});
+    ASSERT_TRUE(support::SameLists(wanted[0], pass.Output(0)))
+        << kernels.name << ", rate " << rate << ", gain " << support::Show(tracks[0].gain);
   });
 }
 

@@ -30,7 +30,11 @@ TEST_P(NormaliseByRate, OutputIsThatOfTheExports) {
   const Sound sound = ReadSound(place.FileIn("out.wav"));
   EXPECT_EQ(sound.info.samplerate, GetParam());
   EXPECT_EQ(sound.samples, direct.output);
-  for (const harvane::LogMeasurement& measurement : direct.measurements) {
+  ParameterTexts onePass;
+  onePass.numberOfPasses = "1";
+  const DirectResult after = RunDirectly(onePass, GetParam(), 2, sound.samples);
+  for (const harvane::LogMeasurement& measurement :
+       {direct.measurements.at(0), after.measurements.at(0)}) {
     EXPECT_THAT(run.out, HasSubstr(fmt::format("{}", measurement.integratedLoudness)));
     EXPECT_THAT(run.out, HasSubstr(fmt::format("{}", measurement.maxTruePeak)));
   }

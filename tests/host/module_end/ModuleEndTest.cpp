@@ -246,6 +246,22 @@ TEST(ModuleEnd, ReturningFromMainWithTheModuleLoadedWritesHalfOfTheRows) {
 
 TEST(ModuleEnd, ExitWithTheModuleLoadedWritesHalfOfTheRows) { CheckEarlyEnd("exit"); }
 
+TEST(ModuleEnd, ExitWithAnInstanceInAStaticObjectOfTheHostWritesHalfOfTheRows) {
+  const TemporaryFolder folder;
+  ExpectOrderly(RunTrap(folder, "exit-holding-an-instance/5"));
+  ExpectRows(folder, 3, 5, 1);
+}
+
+TEST(ModuleEnd, ExitWaitsForAThreadThatTheHostJoinsAndThatGoesOnCalling) {
+  constexpr int kLateCallMs = 2000;
+  const TemporaryFolder folder;
+  const Ended ended = RunTrap(folder, "exit-joining-a-thread/5");
+  EXPECT_FALSE(ended.didHang);
+  EXPECT_EQ(ended.status, kTrapStatus) << ended.output;
+  EXPECT_LT(ended.milliseconds, kLateCallMs + kEndLimitMs);
+  ExpectRows(folder, 3, 5, 1);
+}
+
 TEST(ModuleEnd, TheSystemsOwnExitWithTheModuleLoadedWritesHalfOfTheRows) {
   CheckEarlyEnd("system-exit");
 }

@@ -239,6 +239,33 @@ int RunStorm(const ModuleExports& exports, const Plan& plan, int passesPerSecond
 // Still known where leaks are looked for.
 LoadedModule* volatile leftLoaded = nullptr;
 
+// An instance that a static object of the host closes: when the module's own are gone.
+std::unique_ptr<HostSession> heldToTheEnd;
+
+// Calls the module until a static object of the host ends it, and a little longer.
+class BusyThread {
+ public:
+  ~BusyThread() {
+    if (!thread.joinable()) return;
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    isEnding = true;
+    thread.join();
+  }
+  void Start(const ModuleExports& exports) {
+    thread = std::thread([this, &exports] {
+      while (!isEnding) {
+        void* handle = nullptr;
+        if (exports.xOpen(&handle) == 0) exports.xClose(handle);
+      }
+    });
+  }
+
+ private:
+  std::atomic<bool> isEnding{false};
+  std::thread thread;
+};
+BusyThread busyThread;
+
 // Returns the status, where the end itself does not.
 int Run(const Plan& plan) {
   if (plan.end == "reload") {
@@ -279,6 +306,18 @@ int Run(const Plan& plan) {
   } else if (plan.end == "return") {
     Announce();
     leftLoaded = module.release();
+  } else if (plan.end == "exit-holding-an-instance") {
+    LoadedModule* const left = module.release();
+    leftLoaded = left;
+    heldToTheEnd = std::make_unique<HostSession>(left->Exports());
+    Announce();
+    std::exit(kTrapStatus);
+  } else if (plan.end == "exit-joining-a-thread") {
+    LoadedModule* const left = module.release();
+    leftLoaded = left;
+    busyThread.Start(left->Exports());
+    Announce();
+    std::exit(kTrapStatus);
   } else if (plan.end == "exit") {
     Announce();
     std::exit(kTrapStatus);
