@@ -3,9 +3,10 @@
 #include <gtest/gtest.h>
 #include <shellapi.h>
 
-#include <csignal>
+#include <functional>
 #include <optional>
 
+#include "tests/support/TemporaryFolder.h"
 #include "tool/Interruption.h"
 #include "tool/Workers.h"
 
@@ -94,6 +95,39 @@ TEST(WorkersOnWindows, NoHandleIsLeftOpen) {
   const DWORD before = run();
   EXPECT_EQ(run(), before);
   EXPECT_EQ(ends, 8U);
+}
+
+bool IsFree(const std::string& path) {
+  return SystemHandle(CreateFileW(WideText(path).c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING,
+                                  0, nullptr))
+      .IsOpen();
+}
+
+bool ComesTrue(const std::function<bool()>& condition) {
+  constexpr int kTries = 400;
+  constexpr DWORD kStepMs = 50;
+  for (int i = 0; i < kTries; ++i) {
+    if (condition()) return true;
+    Sleep(kStepMs);
+  }
+  return false;
+}
+
+TEST(WorkersOnWindows, AWorkerEndsWithTheProgramThatIsKilled) {
+  const support::TemporaryFolder folder;
+  const std::string path = folder.FileIn("kept");
+  support::WriteBytes(path, "x");
+  std::wstring line = CommandLineOf({HARVANE_WORKER_BOSS, "boss", HARVANE_WORKER_BOSS, path});
+  STARTUPINFOW start{};
+  start.cb = sizeof start;
+  PROCESS_INFORMATION made{};
+  ASSERT_TRUE(CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr,
+                             &start, &made));
+  const SystemHandle boss(made.hProcess);
+  const SystemHandle thread(made.hThread);
+  EXPECT_TRUE(ComesTrue([&] { return !IsFree(path); })) << "no worker came";
+  TerminateProcess(boss.Get(), 1);
+  EXPECT_TRUE(ComesTrue([&] { return IsFree(path); })) << "the worker lives on";
 }
 
 }  // namespace
