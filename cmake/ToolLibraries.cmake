@@ -3,6 +3,7 @@
 # is there.
 set(HARVANE_HAS_TOOL TRUE)
 if(WIN32)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS tools/mingw-libraries)
   execute_process(COMMAND ${PROJECT_SOURCE_DIR}/tools/mingw-libraries path
                   OUTPUT_VARIABLE HARVANE_MINGW_PREFIX OUTPUT_STRIP_TRAILING_WHITESPACE
                   ERROR_QUIET RESULT_VARIABLE status)
@@ -10,6 +11,16 @@ if(WIN32)
     set(HARVANE_HAS_TOOL FALSE)
     message(STATUS "harvane.exe is left out: its libraries are not there; tools/mingw-libraries make")
     return()
+  endif()
+  # Where they have moved, what was found before is looked for anew.
+  if(NOT "${HARVANE_MINGW_FOUND}" STREQUAL HARVANE_MINGW_PREFIX)
+    get_cmake_property(names CACHE_VARIABLES)
+    list(FILTER names INCLUDE REGEX
+         "^(pkgcfg_lib_(SndFile|EbuR128)_|__pkg_config_checked_(SndFile|EbuR128)|LIBXML2_)")
+    foreach(name ${names})
+      unset(${name} CACHE)
+    endforeach()
+    set(HARVANE_MINGW_FOUND ${HARVANE_MINGW_PREFIX} CACHE INTERNAL "Libraries that were found")
   endif()
   list(APPEND CMAKE_FIND_ROOT_PATH ${HARVANE_MINGW_PREFIX})
   set(ENV{PKG_CONFIG_LIBDIR} ${HARVANE_MINGW_PREFIX}/lib/pkgconfig)
