@@ -100,10 +100,12 @@ std::string Encode(const wchar_t* text) {
   return encoded;
 }
 
-// libxml2 prepares itself at its first use, which two threads must not do at once.
+// libxml2 prepares itself at its first use, which two threads must not do at once. Up to 2.9 its
+// initialisation leaves out the lock of the dictionaries, which the first one makes.
 void PrepareLibrary() {
   static const bool isReady = [] {
     xmlInitParser();
+    xmlDictFree(xmlDictCreate());
     return true;
   }();
   static_cast<void>(isReady);
