@@ -70,9 +70,10 @@ class ThreadEnd {
   // unloaded, and must not come back to code that is gone.
   void Leave();
 
-  // On Windows waits until the thread is in run(), `timeoutMs` at most. A thread
-  // that was only just started would hang at its very beginning as soon as the DLL
-  // is being unloaded. Returns at once elsewhere.
+  // Waits until the thread is in run(), `timeoutMs` at most. On Windows a thread that
+  // was only just started would hang at its very beginning as soon as the DLL is being
+  // unloaded. On Linux it would make JUCE's static of the threads behind the statics of
+  // whoever has started it, which is then gone before them.
   void AwaitEntry(int timeoutMs);
 
   // Asks `thread` to exit and waits up to `timeoutMs` for it; then ends it by

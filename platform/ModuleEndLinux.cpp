@@ -91,7 +91,9 @@ void ThreadEnd::Enter() { state->threadId = ThisThread(); }
 
 void ThreadEnd::Leave() { state->hasLeft = true; }
 
-void ThreadEnd::AwaitEntry(int /*timeoutMs*/) {}
+void ThreadEnd::AwaitEntry(int timeoutMs) {
+  WaitUntil([this] { return state->threadId != 0; }, timeoutMs);
+}
 
 bool ThreadEnd::Stop(juce::Thread* thread, int timeoutMs) {
   thread->signalThreadShouldExit();

@@ -10,11 +10,8 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <new>
 #include <ostream>
@@ -343,23 +340,6 @@ const std::vector<State>& States() {
   return kStates;
 }
 
-// The log's writer allocates at its beginning, which may come late, and has its name from then on.
-// On Windows its maker waits for it.
-void AwaitWriter() {
-#ifdef __linux__
-  constexpr int kMostAttempts = 10000;
-  for (int i = 0; i < kMostAttempts; ++i) {
-    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
-      std::string name;
-      std::getline(std::ifstream(thread.path() / "comm"), name);
-      if (name == "Logger Writer") return;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  ADD_FAILURE() << "there is no writer";
-#endif
-}
-
 // What is made once in a process is made before anything is counted.
 void WarmUp() {
   static bool isWarm = false;
@@ -377,7 +357,6 @@ void WarmUp() {
     job.EndSequence();
     job.Close();
   }
-  AwaitWriter();
 }
 
 // Blocks that a job leaves when it is closed in a state, all of them and without what it leaves on
